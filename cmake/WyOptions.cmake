@@ -1,0 +1,42 @@
+# Language, warnings, hardening and sanitizers: the same for every target of the project.
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# Programs, libraries loaded at run time and tests lie side by side, as they do when shipped.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+
+include_directories("${CMAKE_SOURCE_DIR}/src" "${CMAKE_SOURCE_DIR}/include")
+
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Wconversion -Werror
+  # Relative paths in assertions and debug information: binaries do not tell where they were made.
+  "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build"
+  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.")
+
+if(WIN32)
+  add_compile_definitions(UNICODE _UNICODE _GLIBCXX_ASSERTIONS)
+  add_compile_options("-ffile-prefix-map=${WYSDK_DEPS}=deps" -fstack-protector-strong)
+endif()
+
+set(WYSDK_SANITIZE "" CACHE STRING "address, thread or fuzzer: what a native build is instrumented for")
+set(CMAKE_C_FLAGS_SANITIZE "-O1 -g -fno-omit-frame-pointer")
+set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g -fno-omit-frame-pointer")
+if(WYSDK_SANITIZE STREQUAL "address")
+  set(_sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all)
+elseif(WYSDK_SANITIZE STREQUAL "thread")
+  set(_sanitizers -fsanitize=thread)
+elseif(WYSDK_SANITIZE STREQUAL "fuzzer")
+  set(_sanitizers -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all)
+elseif(NOT WYSDK_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "WYSDK_SANITIZE is '${WYSDK_SANITIZE}'; it must be address, thread, fuzzer or empty")
+endif()
+if(_sanitizers)
+  add_compile_options(${_sanitizers})
+  add_link_options(${_sanitizers})
+endif()

@@ -1,0 +1,70 @@
+# wy_add_gtest(NAME GROUP group [SLOW] [TIMEOUT seconds]
+#              SOURCES file... [LIBS target...] [DATA file-or-folder...])
+#
+# Builds the GoogleTest program NAME and enters it into <build>/wytests.list, from which ./test
+# runs it: natively in a native build, under Wine in a Windows build. Groups: unit, abi, e2e.
+#   SLOW     left out by ./test --quick
+#   TIMEOUT  of the whole program, 120 seconds unless given
+#   DATA     copied to <build>/bin/data/; a test runs with <build>/bin as its current folder
+# gmock's main() is linked unless a source brings its own.
+#
+# wy_add_fuzzer(NAME SOURCES file... [LIBS target...] CORPUS folder)
+#
+# Declares a libFuzzer target. It is built by the preset native-fuzz only; elsewhere the call does
+# nothing. ./test replays the corpus and runs a short sample with a fixed seed.
+
+define_property(GLOBAL PROPERTY WY_TEST_LINES)
+
+function(wy_enter_test)
+  string(JOIN "\t" line ${ARGN})
+  set_property(GLOBAL APPEND PROPERTY WY_TEST_LINES "${line}")
+endfunction()
+
+function(wy_add_gtest name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SLOW" "GROUP;TIMEOUT" "SOURCES;LIBS;DATA")
+  if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES OR NOT arg_GROUP MATCHES "^(unit|abi|e2e)$")
+    message(FATAL_ERROR "wy_add_gtest(${name}): wrong arguments, see cmake/WyTest.cmake")
+  endif()
+  # The fuzz build is for fuzz targets; its unit tests would be those of the sanitizer builds again.
+  if(WYSDK_SANITIZE STREQUAL "fuzzer" OR CMAKE_BUILD_TYPE STREQUAL "Release")
+    return()
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  set(speed quick)
+  if(arg_SLOW)
+    set(speed slow)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main GTest::gmock GTest::gtest
+                                        Threads::Threads)
+  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  foreach(item IN LISTS arg_DATA)
+    file(COPY "${CMAKE_CURRENT_SOURCE_DIR}/${item}" DESTINATION "${CMAKE_BINARY_DIR}/bin/data")
+  endforeach()
+  wy_enter_test(gtest ${arg_GROUP} ${name} ${speed} ${arg_TIMEOUT} "$<TARGET_FILE:${name}>")
+endfunction()
+
+function(wy_add_fuzzer name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "CORPUS" "SOURCES;LIBS")
+  if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES OR NOT arg_CORPUS)
+    message(FATAL_ERROR "wy_add_fuzzer(${name}): wrong arguments, see cmake/WyTest.cmake")
+  endif()
+  if(NOT WYSDK_SANITIZE STREQUAL "fuzzer")
+    return()
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBS} Threads::Threads)
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  wy_enter_test(fuzz fuzz ${name} quick 300 "$<TARGET_FILE:${name}>"
+                "${CMAKE_CURRENT_SOURCE_DIR}/${arg_CORPUS}")
+endfunction()
+
+# Called once, at the end of the top CMakeLists.txt. One line per test, fields separated by tabs:
+# kind, group, name, quick|slow, timeout, program, corpus.
+function(wy_write_test_list)
+  get_property(lines GLOBAL PROPERTY WY_TEST_LINES)
+  list(JOIN lines "\n" text)
+  file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/wytests.list" CONTENT "${text}\n")
+endfunction()
