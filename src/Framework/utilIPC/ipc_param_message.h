@@ -1,0 +1,128 @@
+#pragma once
+
+// Parameter messages: self-describing tag-length-value images.
+//
+// Vocabulary: the *image* is a 12-byte *root header* {id, type 100, length of the rest} followed
+// by *records*, each a 12-byte header {parameter id, type tag, payload length} and its payload.
+// A *nested message* is a record of type 100 whose payload is the records of the child. All
+// integers are little-endian; there is no alignment and no filler.
+//
+// Operations report by result code: 0xe0ff000e no such id or index, 0xe0ff0007 wrong type or
+// size, 0x20ff0000 success. A message belongs to one thread at a time.
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string_view>
+#include <vector>
+
+// Type tags of records.
+namespace ParamTag {
+constexpr std::uint32_t kStringA = 1;
+constexpr std::uint32_t kStringW = 2;
+constexpr std::uint32_t kInt = 6;
+constexpr std::uint32_t kUInt = 7;
+constexpr std::uint32_t kMessage = 100;
+}  // namespace ParamTag
+
+// A record header with the place of its payload in the image.
+struct ParamIndexEntry {
+    std::uint32_t uiId;
+    std::uint32_t uiType;
+    std::uint32_t uiLength;
+    std::uint32_t uiOffset;
+};
+
+// The message itself. Its operations raise std::bad_alloc when memory runs out; CRpcMsgBuffer
+// below is the form that does not.
+class MsgBuffer {
+public:
+    static constexpr std::uint32_t kHeaderSize = 12;
+
+    explicit MsgBuffer(std::uint32_t id = 0);
+    MsgBuffer(const MsgBuffer&) = delete;
+    MsgBuffer& operator=(const MsgBuffer&) = delete;
+    virtual ~MsgBuffer() = default;
+
+    // Empties the message and writes a root header {id, type, 0}.
+    void Reset(std::uint32_t id, std::uint32_t type = ParamTag::kMessage);
+
+    // Append one record each. `chars` counts characters without a terminator. A null text makes a
+    // zero-filled record that the root header does not count.
+    void AddInt(std::uint32_t id, std::int32_t value);
+    void AddUInt(std::uint32_t id, std::uint32_t value);
+    void AddStringA(std::uint32_t id, const char* text, std::uint32_t chars);
+    void AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t chars);
+    // Copies the whole image of `child` in as one nested record; `child` may be this message.
+    void AddMessage(const MsgBuffer& child);
+
+    // Parses and copies a foreign image. Every length in it is checked against `size`. A null
+    // image or a size of 0 changes nothing; an image that does not parse leaves the message empty
+    // with id 0, without a report.
+    void Load(const std::uint8_t* image, std::uint32_t size);
+
+    // Reads a record of type 6 or 7 as its raw 32 bits.
+    std::uint32_t GetUInt(std::uint32_t id, std::uint32_t index, std::uint32_t* out) const;
+
+    // Reads text. *outChars becomes the number of characters without terminator (for wide text:
+    // of UTF-16 units); the text is copied and terminated only if `capacity` is above that
+    // number. A buffer that is too small gets nothing and the call still succeeds.
+    std::uint32_t GetStringA(std::uint32_t id, std::uint32_t index, char* buffer,
+                             std::uint32_t capacity, std::uint32_t* outChars) const;
+    std::uint32_t GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
+                             std::uint32_t capacity, std::uint32_t* outChars) const;
+
+    // Loads a nested record into `child`. A record of another type loads nothing, with success.
+    std::uint32_t GetMessage(std::uint32_t id, std::uint32_t index, MsgBuffer* child) const;
+
+    // Root id, image and its size in bytes. The image moves when the message changes.
+    std::uint32_t GetId() const;
+    const std::uint8_t* GetData() const { return m_vecData.data(); }
+    std::uint32_t GetSize() const { return static_cast<std::uint32_t>(m_vecData.size()); }
+
+    // All records in the order of their ids; what the decoders of the tools walk.
+    const std::map<std::uint32_t, std::vector<ParamIndexEntry>>& Index() const {
+        return m_mapIndex;
+    }
+
+private:
+    std::uint8_t* AppendRecord(std::uint32_t id, std::uint32_t type, std::uint32_t length);
+    void CountRecords();
+    void AdoptAlias();
+    bool IndexImage(const std::uint8_t* image, std::uint32_t size);
+    const ParamIndexEntry* Find(std::uint32_t id, std::uint32_t index) const;
+
+    std::map<std::uint32_t, std::vector<ParamIndexEntry>> m_mapIndex;
+    std::vector<std::uint8_t> m_vecData;
+    const std::uint8_t* m_pExternal = nullptr;
+    std::uint64_t m_uiExternalSize = 0;
+};
+
+// A MsgBuffer whose operations turn a failed allocation into 0xe0ff001e.
+class CRpcMsgBuffer {
+public:
+    explicit CRpcMsgBuffer(std::uint32_t id = 0) : m_Message(id) {}
+    virtual ~CRpcMsgBuffer() = default;
+
+    std::uint32_t Reset(std::uint32_t id);
+    std::uint32_t AddInt(std::uint32_t id, std::int32_t value);
+    std::uint32_t AddUInt(std::uint32_t id, std::uint32_t value);
+    std::uint32_t AddStringA(std::uint32_t id, const char* text, std::uint32_t chars);
+    std::uint32_t AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t chars);
+    std::uint32_t AddMessage(const CRpcMsgBuffer& child);
+    // Reports nothing, not even a failed allocation: the message is then empty.
+    void Load(const std::uint8_t* image, std::uint32_t size);
+    std::uint32_t GetUInt(std::uint32_t id, std::uint32_t index, std::uint32_t* out) const;
+    std::uint32_t GetStringA(std::uint32_t id, std::uint32_t index, char* buffer,
+                             std::uint32_t capacity, std::uint32_t* outChars) const;
+    std::uint32_t GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
+                             std::uint32_t capacity, std::uint32_t* outChars) const;
+    std::uint32_t GetMessage(std::uint32_t id, std::uint32_t index, CRpcMsgBuffer* child) const;
+    std::uint32_t GetId() const { return m_Message.GetId(); }
+    const std::uint8_t* GetData() const { return m_Message.GetData(); }
+    std::uint32_t GetSize() const { return m_Message.GetSize(); }
+    const MsgBuffer& Message() const { return m_Message; }
+
+private:
+    MsgBuffer m_Message;
+};

@@ -1,0 +1,90 @@
+#pragma once
+
+// Byte order and wide text of the wire: integers are little-endian, wide text is UTF-16LE.
+//
+// Where a wide character has 16 bits the text moves as it is; where it has more, the conversion
+// happens here and nowhere else. Unpaired surrogates pass unchanged.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace Wire {
+
+inline void StoreUInt32(std::uint8_t* at, std::uint32_t value) {
+    at[0] = static_cast<std::uint8_t>(value);
+    at[1] = static_cast<std::uint8_t>(value >> 8);
+    at[2] = static_cast<std::uint8_t>(value >> 16);
+    at[3] = static_cast<std::uint8_t>(value >> 24);
+}
+
+inline std::uint32_t LoadUInt32(const std::uint8_t* at) {
+    return static_cast<std::uint32_t>(at[0]) | static_cast<std::uint32_t>(at[1]) << 8 |
+           static_cast<std::uint32_t>(at[2]) << 16 | static_cast<std::uint32_t>(at[3]) << 24;
+}
+
+inline std::uint32_t LoadUnit(const std::uint8_t* at) {
+    return static_cast<std::uint32_t>(at[0]) | static_cast<std::uint32_t>(at[1]) << 8;
+}
+
+inline void StoreUnit(std::uint8_t* at, std::uint32_t unit) {
+    at[0] = static_cast<std::uint8_t>(unit);
+    at[1] = static_cast<std::uint8_t>(unit >> 8);
+}
+
+constexpr bool kNativeUnits = sizeof(wchar_t) == 2;
+
+// Number of UTF-16 units that the text takes.
+inline std::size_t CountUnits(std::wstring_view text) {
+    if constexpr (kNativeUnits) return text.size();
+    std::size_t units = text.size();
+    for (const wchar_t c : text) {
+        const auto code = static_cast<std::uint32_t>(c);
+        if (code > 0xffffU) ++units;
+    }
+    return units;
+}
+
+// Writes the text as CountUnits(text) units; no terminator.
+inline void EncodeUnits(std::wstring_view text, std::uint8_t* to) {
+    if constexpr (kNativeUnits) {
+        std::memcpy(to, text.data(), text.size() * 2);
+        return;
+    }
+    for (const wchar_t c : text) {
+        const std::uint32_t code = static_cast<std::uint32_t>(c);
+        if (code > 0xffffU) {
+            StoreUnit(to, 0xd800U + (((code - 0x10000U) >> 10) & 0x3ffU));
+            to += 2;
+            StoreUnit(to, 0xdc00U + (code & 0x3ffU));
+        } else {
+            StoreUnit(to, code);
+        }
+        to += 2;
+    }
+}
+
+// Reads `units` units into `to`, which has room for that many characters. Returns the number of
+// characters, which is smaller only where a surrogate pair becomes one character.
+inline std::size_t DecodeUnits(const std::uint8_t* from, std::size_t units, wchar_t* to) {
+    if constexpr (kNativeUnits) {
+        std::memcpy(to, from, units * 2);
+        return units;
+    }
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < units; ++i) {
+        std::uint32_t code = LoadUnit(from + 2 * i);
+        if (code >= 0xd800U && code < 0xdc00U && i + 1 < units) {
+            const std::uint32_t low = LoadUnit(from + 2 * (i + 1));
+            if (low >= 0xdc00U && low < 0xe000U) {
+                code = 0x10000U + ((code - 0xd800U) << 10) + (low - 0xdc00U);
+                ++i;
+            }
+        }
+        to[count++] = static_cast<wchar_t>(code);
+    }
+    return count;
+}
+
+}  // namespace Wire
