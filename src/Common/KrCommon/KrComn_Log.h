@@ -78,15 +78,18 @@ public:
     WyLogStream& operator=(const WyLogStream&) = delete;
 
     ~WyLogStream() {
-        if (m_pLog != nullptr) Flush();
+        if (m_pLog != nullptr)
+            Flush();
     }
 
     WyLogStream& operator<<(const wchar_t* text) noexcept {
-        if (m_pLog != nullptr) Append(text != nullptr ? std::wstring_view(text) : L"(null)");
+        if (m_pLog != nullptr)
+            Append(text != nullptr ? std::wstring_view(text) : L"(null)");
         return *this;
     }
     WyLogStream& operator<<(std::wstring_view text) noexcept {
-        if (m_pLog != nullptr) Append(text);
+        if (m_pLog != nullptr)
+            Append(text);
         return *this;
     }
     WyLogStream& operator<<(const std::wstring& text) noexcept {
@@ -94,20 +97,31 @@ public:
     }
     // Narrow text is identifiers and the like: each byte becomes one character.
     WyLogStream& operator<<(const char* text) noexcept {
-        if (m_pLog != nullptr) AppendNarrow(text != nullptr ? std::string_view(text) : "(null)");
+        if (m_pLog != nullptr)
+            AppendNarrow(text != nullptr ? std::string_view(text) : "(null)");
         return *this;
     }
     WyLogStream& operator<<(const std::string& text) noexcept {
-        if (m_pLog != nullptr) AppendNarrow(text);
+        if (m_pLog != nullptr)
+            AppendNarrow(text);
         return *this;
     }
     WyLogStream& operator<<(WyHex number) noexcept {
-        if (m_pLog != nullptr) AppendHex(number.value);
+        if (m_pLog != nullptr)
+            AppendHex(number.value);
+        return *this;
+    }
+    // One character; without this it would be written as its number.
+    WyLogStream& operator<<(wchar_t character) noexcept {
+        return *this << std::wstring_view(&character, 1);
+    }
+    WyLogStream& operator<<(char character) noexcept {
+        if (m_pLog != nullptr)
+            AppendNarrow({&character, 1});
         return *this;
     }
     template <class Integer>
-        requires std::is_integral_v<Integer>
-    WyLogStream& operator<<(Integer number) noexcept {
+    requires std::is_integral_v<Integer> WyLogStream& operator<<(Integer number) noexcept {
         if (m_pLog != nullptr) {
             if constexpr (std::is_signed_v<Integer>) {
                 AppendSigned(number);
@@ -134,11 +148,15 @@ private:
     const char* m_szFile;
     std::uint32_t m_uiLine;
     std::uint32_t m_uiLevel;
+    bool m_bFull = false;  // memory ran out: what follows is lost
     std::wstring m_strText;
 };
 
-// Writes "==> function" when it is made and "<== function" when it goes, at level 16, both with
-// the line number given. The text goes to the log as a format, unescaped.
+// Writes "[INFO],[module], ==> function" when it is made and "[INFO],[module], <== function" when
+// it goes, at level 16, both with the line number given.
+//
+// The arguments are copied; without memory for the copies neither line is written. The text goes
+// to the log as a format, unescaped: names MUST NOT contain a percent sign.
 class WyFunctionTrace {
 public:
     WyFunctionTrace(const wchar_t* module, const char* file, const wchar_t* function,

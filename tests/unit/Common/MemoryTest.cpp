@@ -1,0 +1,99 @@
+// What the foundation does when memory runs out, and what it must not allocate.
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+
+#include "Common/KrCommon/KrComn_Log.h"
+#include "Common/KrCommon/KrComn_String.h"
+#include "Common/KrCommon/KrComn_Synchronize.h"
+#include "support/AllocationFaults.h"
+#include "support/LogSinks.h"
+
+namespace {
+
+constexpr const char* kLogSource = "MemoryTest";
+constexpr const wchar_t* kLogModule = L"Module";
+
+namespace String = KrCommon::String;
+using KrCommon::LogLevel::kError;
+using KrCommon::Synchronize::CriticalSection;
+using test_support::AllocationCount;
+using test_support::CountingSink;
+using test_support::FailAllocations;
+using test_support::RawSink;
+
+TEST(LogStream, without_log_nothing_is_allocated) {
+    ASSERT_EQ(g_pDebugLog, nullptr);
+    const std::wstring text(1000, L'x');
+    const std::size_t before = AllocationCount();
+    WY_LOG_ERROR << text << 12345 << WyHex{7} << "narrow text longer than a small string";
+    EXPECT_EQ(AllocationCount(), before);
+}
+
+TEST(LogStream, disabled_level_is_tested_once_and_builds_no_text) {
+    CountingSink sink(false);
+    const std::wstring text(1000, L'x');
+    const std::size_t before = AllocationCount();
+    WY_LOG_ERROR << text << 12345 << WyHex{7} << "narrow text longer than a small string";
+    EXPECT_EQ(AllocationCount(), before);
+    EXPECT_EQ(sink.m_iTests, 1);
+    EXPECT_EQ(sink.m_iLines, 0);
+}
+
+TEST(LogStream, without_memory_the_rest_of_the_text_is_lost_and_no_sign_is_halved) {
+    RawSink sink;
+    sink.m_strFormat.reserve(1000);
+    {
+        WyLogStream stream(&sink, "s", 1, kError);
+        stream << L"100%";
+        const FailAllocations fault(0);
+        stream << L"%%%%%%%%%%%%%%%%%%%%" << L"tail";
+        ASSERT_TRUE(fault.Happened());
+    }
+    EXPECT_EQ(sink.m_strFormat, L"100%%");
+}
+
+TEST(FunctionTrace, without_memory_nothing_is_written_and_nothing_raised) {
+    for (std::size_t passed = 0; passed < 2; ++passed) {
+        CountingSink sink(true);
+        const FailAllocations fault(passed);
+        const WyFunctionTrace trace(L"module longer than a small string", "s",
+                                    L"function longer than a small string", 1);
+        EXPECT_TRUE(fault.Happened());
+        EXPECT_EQ(sink.m_iLines, 0);
+    }
+}
+
+TEST(Utf8, without_memory_the_raising_forms_raise_and_the_others_answer_false) {
+    const std::wstring wide(100, L'x');
+    const std::string narrow(100, 'x');
+    std::string narrowOut = "old";
+    std::wstring wideOut = L"old";
+    bool raised = false;
+    const FailAllocations fault(0);
+    const bool toUtf8 = String::ToUtf8(wide, narrowOut);
+    const bool fromUtf8 = String::FromUtf8(narrow, wideOut);
+    try {
+        String::ToUtf8(wide);
+    } catch (const std::bad_alloc&) {
+        raised = true;
+    }
+    EXPECT_FALSE(toUtf8);
+    EXPECT_FALSE(fromUtf8);
+    EXPECT_TRUE(narrowOut.empty());
+    EXPECT_TRUE(wideOut.empty());
+    EXPECT_TRUE(raised);
+}
+
+TEST(CriticalSection, without_memory_is_invalid_and_does_nothing) {
+    const FailAllocations fault(0);
+    CriticalSection section;
+    EXPECT_TRUE(fault.Happened());
+    EXPECT_FALSE(section.IsValid());
+    section.Lock();
+    section.Unlock();
+}
+
+}  // namespace
