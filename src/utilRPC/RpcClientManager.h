@@ -3,6 +3,7 @@
 // The one object through which the library talks to the service: it wraps and sends commands,
 // owns the callback server, and ties asynchronous results to their callbacks.
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -36,7 +37,7 @@ public:
     static std::uint32_t ExecuteCommand(CommandContext* context, TrackingCallback callback,
                                         CommandResult* result);
     // Tells the service to give up a context.
-    static std::uint32_t DestroyContext(const CommandContext* context);
+    static std::uint32_t DestroyContext(const CommandClient* client);
     // Marks a tracking record and removes it when no delivery runs.
     static std::uint32_t EraseTrackingID(const char* szTrackingID);
     static std::uint32_t DestroyReport(RpcDataHandle* report);
@@ -69,7 +70,8 @@ private:
     CRPCServerHelper* m_pServerHelper;
 };
 
-extern CRpcClientManager* g_pRpcClientManager;
+// Written by the product client helper alone; null when there is no manager.
+extern std::atomic<CRpcClientManager*> g_pRpcClientManager;
 
 // The component name of the service of this process's product identity:
 // "KR_" + product id + "_RPC_MASTER".

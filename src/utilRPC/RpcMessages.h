@@ -54,7 +54,7 @@ constexpr std::uint32_t kIdLength = 36;
 
 // Writers. Each fills a message of the structure's id: RPC_MSG_CONTEXT, RPC_MSG_COMMAND,
 // RPC_MSG_MAIN with a command, RPC_MSG_MAIN in result form.
-void EncodeContext(const CommandContext& context, CRpcDataHandleWrapper& message);
+void EncodeContext(const CommandClient& client, CRpcDataHandleWrapper& message);
 void EncodeCommand(const CommandContext& context, CRpcDataHandleWrapper& message);
 void EncodeMain(const CRpcMainMsg& main, CRpcDataHandleWrapper& message);
 void EncodeResult(const CommandResult& result, CRpcDataHandleWrapper& message);

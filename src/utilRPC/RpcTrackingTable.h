@@ -53,6 +53,9 @@ public:
     // 0xe0ff0007: null or empty id. 0xe0ff000e: unknown id or owner. 0xe0ff0016: still in use.
     std::uint32_t Remove(const char* trackingId, bool decrement);
 
+    // False when a lock could not be made; the table is then unprotected.
+    bool IsValid() const { return m_csTracking.IsValid() && m_csClient.IsValid(); }
+
     // The owner's event, as a test or a host of many clients sets it.
     void SetClientEvent(const std::string& clientSessionKey, void* event);
 

@@ -52,6 +52,9 @@ private:
 // adds an endpoint; the same component with another protocol gives null, as does a failure.
 CRPCServer* CreateServer(const CComponentID& component, const CRPCServerParameter& parameter);
 
+// The process's server, or null. Valid inside a call that the RPC runtime makes into it.
+CRPCServer* DefaultServer();
+
 // Gives one reference back; the last one shuts the server down and waits for running calls.
 void DestroyServer(CRPCServer* server, std::uint32_t timeout);
 

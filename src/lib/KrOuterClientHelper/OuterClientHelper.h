@@ -8,10 +8,9 @@
 #include <string>
 
 #include "Framework/utilIPC/ipc_data_handle.h"
+#include "lib/KrOuterClientHelper/OuterClientMonitor.h"
 #include "lib/wycommon/WyCommon_JsonDocument.h"
 #include "utilRPC/RpcClientManager.h"
-
-class COuterClientMonitor;
 
 // The constants with which every helper of this library is made.
 namespace ProductIdentity {
@@ -79,7 +78,7 @@ public:
 
     // Gives up a context at the service. 0xe0ff0007 for a null context or ids that are not 36
     // characters long, 0xe0ff001f for a context of another kind.
-    static std::uint32_t DestroyContext(const CommandContext* context);
+    static std::uint32_t DestroyContext(const CommandClient* context);
 
     // The tracking callback of the registration: unpacks one event, calls the event entry and
     // packs its answer. Runs on threads of the callback server.
@@ -87,23 +86,24 @@ public:
                                        CommandResult* out);
 
 private:
-    friend class COuterClientMonitor;
-
-    std::uint32_t ExecuteWithRenewal(CommandContext& context, TrackingCallback callback,
+    friend     std::uint32_t ExecuteWithRenewal(CommandContext& context, TrackingCallback callback,
                                      CommandResult& result);
     std::uint32_t NewTrackingId(CommandContext& context) const;
+    void StartMonitor(const std::wstring& processName);
+    static std::uint32_t DeliverEvent(const CommandResult& in, CommandResult& out);
 
     std::wstring m_strProcessName;
     bool m_bFlag;
     std::uint32_t m_uiTimeout;
-    COuterClientMonitor* m_pMonitor = nullptr;
+    OuterClientMonitor::LinkPtr m_pLink;
+    void* m_hStopEvent = nullptr;
 
     static std::uint32_t m_uiRefCnt;
-    static bool m_bInited;
-    static bool m_bRegistered;
+    static std::atomic<bool> m_bInited;
+    static std::atomic<bool> m_bRegistered;
     static std::atomic<EventEntry> g_fnCallback;
     static boost::mutex m_Mutex;
     static std::string m_strRegisterTrackingID;
-    static CommandContext m_Context;
+    static CommandClient m_Context;
     static std::uint32_t m_nProductID;
 };

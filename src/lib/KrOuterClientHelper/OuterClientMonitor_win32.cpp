@@ -1,0 +1,111 @@
+#include "lib/KrOuterClientHelper/OuterClientMonitor.h"
+
+#include <exception>
+#include <memory>
+#include <new>
+
+#include "Common/KrCommon/KrComn_Log.h"
+#include "Common/KrCommon/KrComn_Windows.h"
+#include "lib/KrOuterClientHelper/OuterClientReconnect.h"
+
+using KrCommon::Synchronize::SingleLock;
+
+namespace {
+
+constexpr const char* kLogSource = "OuterClientHelper";
+constexpr const wchar_t* kLogModule = L"OuterClientHelper";
+constexpr DWORD kInvalidHelper = 0xffffffff;
+constexpr DWORD kNoPrivilege = static_cast<DWORD>(-1);
+
+struct Start {
+    OuterClientMonitor::LinkPtr link;
+    HANDLE stopEvent;
+    HMODULE module;  // keeps the library loaded while the thread runs in it
+};
+
+void Reconnect(OuterClientMonitor::Link& link) {
+    WY_LOG_INFO << L"Reconnect the RPC...";
+    for (bool again = true; again;) {
+        Sleep(OuterClientMonitor::kReconnectIntervalMs);
+        const SingleLock lock(link.lock);
+        again = link.helper != nullptr && !OuterClientReconnect::TryOnce(*link.helper);
+    }
+}
+
+std::uint64_t AskServiceHandle(OuterClientMonitor::Link& link) {
+    const SingleLock lock(link.lock);
+    return link.helper != nullptr ? OuterClientReconnect::AskServiceHandle(*link.helper) : 0;
+}
+
+DWORD Watch(const Start& start) {
+    if (start.link == nullptr) {
+        WY_LOG_ERROR << L"Invalid pClientHelper...";
+        return kInvalidHelper;
+    }
+    const std::uint64_t number = AskServiceHandle(*start.link);
+    if (number == OuterClientReconnect::kNoHandle) {
+        WY_LOG_ERROR << L"No privilege to open process!";
+        return kNoPrivilege;
+    }
+    const auto service = reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(number));
+    const HANDLE handles[] = {service, start.stopEvent};
+    const DWORD woken = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
+    if (woken == WAIT_OBJECT_0 + 1) {
+        CloseHandle(start.stopEvent);
+        return 0;
+    }
+    if (woken != WAIT_OBJECT_0) return 0;
+    CloseHandle(service);
+    Reconnect(*start.link);
+    return 0;
+}
+
+DWORD WINAPI MonitorThread(void* argument) {
+    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
+    try {
+        return Watch(*start);
+    } catch (const std::exception& error) {
+        WY_LOG_ERROR << L"The monitor of the service ends: " << error.what();
+        return 0;
+    }
+}
+
+DWORD WINAPI ThreadEntry(void* argument) {
+    HMODULE const module = static_cast<Start*>(argument)->module;
+    const DWORD code = MonitorThread(argument);
+    FreeLibraryAndExitThread(module, code);
+}
+
+}  // namespace
+
+void* OuterClientMonitor::CreateStopEvent() {
+    return CreateEventW(nullptr, FALSE, FALSE, nullptr);
+}
+
+void OuterClientMonitor::SignalStopEvent(void* stopEvent) {
+    if (stopEvent != nullptr) SetEvent(stopEvent);
+}
+
+void OuterClientMonitor::StartThread(const LinkPtr& link, void* stopEvent) {
+    auto start = std::unique_ptr<Start>(new (std::nothrow) Start{link, stopEvent, nullptr});
+    if (start == nullptr) return;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<LPCWSTR>(&ThreadEntry), &start->module);
+    const HANDLE thread = CreateThread(nullptr, 0, ThreadEntry, start.get(), 0, nullptr);
+    if (thread == nullptr) {
+        WY_LOG_ERROR << L"The monitor of the service could not be started, error = "
+                     << GetLastError();
+        if (start->module != nullptr) FreeLibrary(start->module);
+        return;
+    }
+    start.release();
+    CloseHandle(thread);
+}
+
+std::uint32_t OuterClientPlatform::CurrentProcessId() {
+    return GetCurrentProcessId();
+}
+
+std::uint32_t OuterClientPlatform::CurrentThreadId() {
+    return GetCurrentThreadId();
+}

@@ -1,0 +1,257 @@
+#include "utilRPC/RpcClientManager.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "Common/KrCommon/KrComn_Log.h"
+#include "Common/KrCommon/KrComn_Result.h"
+#include "Framework/utilIPC/ipc_ids.h"
+#include "utilMode/FrwkMode.h"
+#include "utilRPC/rpc_EndpointMap.h"
+#include "utilRPC/rpc_client.h"
+#include "utilRPC/rpc_platform.h"
+
+namespace Result = KrCommon::Result;
+
+std::atomic<CRpcClientManager*> g_pRpcClientManager{nullptr};
+
+namespace {
+
+constexpr const char* kLogSource = "RpcClientManager";
+constexpr const wchar_t* kLogModule = L"utilRPC";
+constexpr std::uint32_t kSessionKeyLength = RpcMessages::kIdLength + 1;
+
+// The code of a reply envelope; `reply` receives the message of the success form.
+std::uint32_t ReadReply(CIPCMsgBuffer& out, CRpcDataHandleWrapper& reply) {
+    std::uint32_t code = Result::kFailure;
+    try {
+        std::uint32_t word = 0;
+        out >> word;
+        if (word == IPC_REPLY_FAILURE) {
+            out >> word;
+            return Result::FromRemote(word);
+        }
+        out >> reply;
+        reply.Get(ID_DATA_RESULT_CODE, &code);
+    } catch (const CIPCMsgBufferException&) {
+        code = Result::kMalformedReply;
+    }
+    return code;
+}
+
+// UUID text is ASCII, so that the UTF-8 conversion is one character for each byte.
+std::wstring WidenUuid(const char* text) {
+    return {text, text + std::strlen(text)};
+}
+
+}  // namespace
+
+std::wstring ServiceComponentName() {
+    return L"KR_" + Frwk::Mode::GetWyvarionId() + L"_RPC_MASTER";
+}
+
+CRpcClientManager::CRpcClientManager(void* pPluginOrg, std::uint32_t uiTimeout)
+    : m_szClientSessionKey{},
+      m_pPluginOrg(pPluginOrg),
+      m_uiTimeout(uiTimeout),
+      m_pServerHelper(nullptr) {
+    WY_LOG_INFO << L"Constructor, PluginOrg : " << static_cast<const void*>(pPluginOrg);
+    StartRPCServer();
+    if (!m_Tracking.IsValid()) WY_LOG_ERROR << L"Cannot init lock ";
+}
+
+CRpcClientManager::~CRpcClientManager() {
+    StopRPCServer();
+}
+
+std::uint32_t CRpcClientManager::StartRPCServer() {
+    if (CreateUUID(m_szClientSessionKey, kSessionKeyLength) != Result::kSuccess) {
+        WY_LOG_ERROR << L"Create UUID Fail!";
+        return Result::kNoUuid;
+    }
+    try {
+        const CComponentID component(WidenUuid(m_szClientSessionKey).c_str());
+        m_pServerHelper = new (std::nothrow)
+            CRPCServerHelper(component, m_uiTimeout, CRPCServerParameter(RpcProtocol::kLocal));
+        if (m_pServerHelper == nullptr) {
+            WY_LOG_ERROR << L"Cannot new CRPCServerHelper";
+            return Result::kNoCallbackServer;
+        }
+        m_pServerHelper->RegisterHandler(this);
+    } catch (const OS::CException& error) {
+        WY_LOG_ERROR << L"Initialize(): " << error.GetFullMessage();
+        return Result::kNoCallbackServer;
+    }
+    return Result::kSuccess;
+}
+
+std::uint32_t CRpcClientManager::StopRPCServer() {
+    if (m_pServerHelper != nullptr) {
+        m_pServerHelper->UnRegisterHandler(this);
+        delete m_pServerHelper;
+        m_pServerHelper = nullptr;
+    }
+    return Result::kSuccess;
+}
+
+std::uint32_t CRpcClientManager::CreateUUID(char* dst, std::uint32_t len) {
+    if (dst == nullptr) return Result::kInvalidArgument;
+    if (len > 0) *dst = '\0';
+    const std::string text = RpcPlatform::NewUuidText();
+    if (text.empty()) {
+        WY_LOG_ERROR << L"CreateUUID() create uuid failed";
+        return Result::kNoUuid;
+    }
+    if (text.size() + 1 > len) {
+        WY_LOG_ERROR << L"CreateUUID() create uuid failed (length) ";
+        return Result::kNoUuid;
+    }
+    std::memcpy(dst, text.c_str(), text.size() + 1);
+    return Result::kSuccess;
+}
+
+void CRpcClientManager::FillMain(CRpcMainMsg& main, std::uint32_t bodyId,
+                                 const CRpcDataHandleWrapper& body) const {
+    std::copy_n(m_szClientSessionKey, RpcMessages::kIdLength, main.szClientSessionKey);
+    main.uiReserved = 0;
+    main.uiBodyId = bodyId;
+    main.Body.Assign(body);
+}
+
+std::uint32_t CRpcClientManager::ExecuteCommand(CommandContext* context, TrackingCallback callback,
+                                                CommandResult* result) {
+    CRpcClientManager* manager = g_pRpcClientManager;
+    if (manager == nullptr || context == nullptr || result == nullptr) return Result::kFailure;
+    if (callback != nullptr) {
+        const std::uint32_t code =
+            manager->m_Tracking.Add(context->szTrackingID, context->client.szClientSessionKey,
+                                    callback, context->pContext);
+        if (Result::Failed(code)) return code;
+    }
+    CRpcDataHandleWrapper reply;
+    std::uint32_t code = Result::kFailure;
+    {
+        CRpcDataHandleWrapper message(RPC_MSG_MAIN);
+        {
+            CRpcDataHandleWrapper command(RPC_MSG_COMMAND);
+            RpcMessages::EncodeCommand(*context, command);
+            CRpcMainMsg main;
+            manager->FillMain(main, RPC_MSG_COMMAND, command);
+            RpcMessages::EncodeMain(main, message);
+        }
+        code = SendRequestWithData(context->uiCommandId, message, reply, manager->m_pPluginOrg);
+    }
+    if (Result::Succeeded(code)) {
+        RpcMessages::DecodeResult(reply, *result);
+    } else if (callback != nullptr) {
+        manager->m_Tracking.Erase(context->szTrackingID);
+    }
+    return code;
+}
+
+std::uint32_t CRpcClientManager::DestroyContext(const CommandClient* client) {
+    WY_LOG_INFO << L"CRpcClientManager::DestroyContext";
+    const CRpcClientManager* manager = g_pRpcClientManager;
+    if (manager == nullptr || client == nullptr) return Result::kFailure;
+    CRpcDataHandleWrapper context(RPC_MSG_CONTEXT);
+    RpcMessages::EncodeContext(*client, context);
+    CRpcMainMsg main;
+    manager->FillMain(main, RPC_MSG_CONTEXT, context);
+    CRpcDataHandleWrapper message(RPC_MSG_MAIN);
+    RpcMessages::EncodeMain(main, message);
+    return SendRequest(message, manager->m_pPluginOrg);
+}
+
+std::uint32_t CRpcClientManager::EraseTrackingID(const char* szTrackingID) {
+    CRpcClientManager* manager = g_pRpcClientManager;
+    return manager != nullptr ? manager->m_Tracking.Erase(szTrackingID) : Result::kNotFound;
+}
+
+std::uint32_t CRpcClientManager::DestroyReport(RpcDataHandle* report) {
+    return RpcDataDestroy(report);
+}
+
+std::uint32_t CRpcClientManager::SendRequestWithData(std::uint32_t uiMsgId,
+                                                     const CRpcDataHandleWrapper& request,
+                                                     CRpcDataHandleWrapper& reply,
+                                                     void* pPluginOrg) {
+    WY_LOG_INFO << L"SendRequestWithData";
+    CIPCMsgBuffer out(CIPCMsgBuffer::kBlockSize, false);
+    if (pPluginOrg == nullptr) {
+        CIPCMsgBuffer in(CIPCMsgBuffer::kBlockSize, false);
+        in << uiMsgId << request;
+        const CComponentID component(ServiceComponentName().c_str());
+        CRPCClientHelper client(component);
+        client.SendRequest(in, out);
+    }
+    const std::uint32_t code = ReadReply(out, reply);
+    WY_LOG_INFO << L"SendRequestWithData, code = " << WyHex{code};
+    return code;
+}
+
+std::uint32_t CRpcClientManager::SendRequest(const CRpcDataHandleWrapper& request,
+                                             void* pPluginOrg) {
+    CRpcDataHandleWrapper reply;
+    return SendRequestWithData(IPC_MSG_DESTROY_CONTEXT, request, reply, pPluginOrg);
+}
+
+bool CRpcClientManager::GetMsgID(std::uint32_t** ids, std::uint32_t* count) {
+    *ids = new (std::nothrow) std::uint32_t[1]{CIPCRequestDispatcher::kDefaultHandlerId};
+    if (*ids == nullptr) {
+        WY_LOG_ERROR << L"GetMsgID() new failed ";
+        return false;
+    }
+    *count = 1;
+    return true;
+}
+
+void CRpcClientManager::FreeMsgID(std::uint32_t* ids) {
+    delete[] ids;
+}
+
+void CRpcClientManager::operator()(std::uint32_t iMsgID, CIPCMsgBuffer& in, CIPCMsgBuffer& out) {
+    WY_LOG_INFO << L"operator(iMsgID ) : " << iMsgID;
+    try {
+        CRpcDataHandleWrapper message;
+        in >> message;
+        CommandResultProcess(message, out);
+        // The id is looked at afterwards: a result under a wrong id counts all the same.
+        if (iMsgID != IPC_MSG_COMMAND_RESULT) {
+            WY_LOG_WARN << L"Received incorrect msg id: " << iMsgID;
+        }
+    } catch (const CIPCMsgBufferException&) {
+        WY_LOG_WARN << L"Got invalid input buffer!!! ";
+    }
+    WY_LOG_INFO << L"operator()";
+}
+
+void CRpcClientManager::CommandResultProcess(const CRpcDataHandleWrapper& message,
+                                             CIPCMsgBuffer& out) {
+    CommandResult in{};
+    RpcMessages::DecodeResult(message, in);
+    WY_LOG_INFO << L"Tracking id = " << in.szTrackingID;
+    CommandResult reply{};
+    TrackingRecord record;
+    const std::string trackingId = in.szTrackingID;
+    reply.iResult = m_Tracking.BeginDelivery(trackingId, record);
+    if (reply.iResult == Result::kSuccess) {
+        reply.iResult = 0;
+        in.pContext = record.pContext;
+        // The callback runs without a lock; the count that BeginDelivery raised protects it.
+        if (record.pfnCallback != nullptr) record.pfnCallback(in.szTrackingID, &in, &reply);
+        m_Tracking.EndDelivery(trackingId);
+    }
+    ReplyResult(reply, out);
+    if (RpcDataDestroy(&in.pReport) != Result::kSuccess) {
+        WY_LOG_ERROR << L"CommandResultProcess() destroy CommandResult.pReport failed ";
+    }
+    RpcDataDestroy(&reply.pReport);
+}
+
+void CRpcClientManager::ReplyResult(const CommandResult& reply, CIPCMsgBuffer& out) {
+    WY_LOG_INFO << L"CRpcClientManager::ReplyResult";
+    CRpcDataHandleWrapper message(RPC_MSG_MAIN);
+    RpcMessages::EncodeResult(reply, message);
+    out << IPC_REPLY_SUCCESS << message;
+}

@@ -1,0 +1,141 @@
+#include "utilRPC/RpcMessages.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "Framework/utilIPC/ipc_ids.h"
+
+namespace {
+
+// A fixed field is terminated by its owner; the search is bounded all the same.
+template <std::size_t N>
+std::uint32_t FieldLength(const char (&field)[N]) {
+    return static_cast<std::uint32_t>(std::find(field, field + N, '\0') - field);
+}
+
+template <std::size_t N>
+std::uint32_t FieldLength(const wchar_t (&field)[N]) {
+    return static_cast<std::uint32_t>(std::find(field, field + N, L'\0') - field);
+}
+
+template <std::size_t N>
+void SetField(CRpcDataHandleWrapper& message, std::uint32_t id, const char (&field)[N]) {
+    message.Set(id, field, FieldLength(field));
+}
+
+// Reads an identifier: at most 36 characters, zero-filled.
+template <std::size_t N>
+void GetIdField(const CRpcDataHandleWrapper& message, std::uint32_t id, char (&field)[N]) {
+    static_assert(N > RpcMessages::kIdLength);
+    std::string text;
+    message.Get(id, text);
+    std::memset(field, 0, RpcMessages::kIdLength + 1);
+    std::memcpy(field, text.data(), std::min<std::size_t>(text.size(), RpcMessages::kIdLength));
+}
+
+void EncodeVersion(const CommandClient& client, CRpcDataHandleWrapper& message) {
+    message.Set(ID_DATA_VERSION_MAJOR, client.uiVersion[0]);
+    message.Set(ID_DATA_VERSION_MINOR, client.uiVersion[1]);
+    message.Set(ID_DATA_VERSION_BUILD, client.uiVersion[2]);
+}
+
+void EncodeClientInfo(const CommandClient& client, CRpcDataHandleWrapper& message) {
+    CRpcDataHandleWrapper version(RPC_MSG_VERSION);
+    EncodeVersion(client, version);
+    message.Set(ID_DATA_CLIENT_TYPE, client.uiClientType);
+    message.Set(ID_DATA_CLIENT_NAME, client.wszClientName, FieldLength(client.wszClientName));
+    message.Set(version);
+}
+
+void EncodeSession(const CommandClient& client, CRpcDataHandleWrapper& message) {
+    CRpcDataHandleWrapper info(RPC_MSG_CLIENT_INFO);
+    EncodeClientInfo(client, info);
+    SetField(message, ID_DATA_SESSION_ID, client.szSessionID);
+    SetField(message, ID_DATA_CLIENT_KEY, client.szClientSessionKey);
+    message.Set(info);
+}
+
+void DecodeClientInfo(const CRpcDataHandleWrapper& message, CommandClient& client) {
+    message.Get(ID_DATA_CLIENT_TYPE, &client.uiClientType);
+    std::wstring name;
+    message.Get(ID_DATA_CLIENT_NAME, name);
+    const std::size_t length = std::min(name.size(), std::size(client.wszClientName) - 1);
+    std::copy_n(name.begin(), length, client.wszClientName);
+    client.wszClientName[length] = L'\0';
+    CRpcDataHandleWrapper version;
+    message.Get(RPC_MSG_VERSION, &version);
+    version.Get(ID_DATA_VERSION_MAJOR, &client.uiVersion[0]);
+    version.Get(ID_DATA_VERSION_MINOR, &client.uiVersion[1]);
+    version.Get(ID_DATA_VERSION_BUILD, &client.uiVersion[2]);
+}
+
+void DecodeContext(const CRpcDataHandleWrapper& message, CommandClient& client) {
+    GetIdField(message, ID_DATA_TRACKING_ID, client.szContextID);
+    CRpcDataHandleWrapper session;
+    message.Get(RPC_MSG_SESSION, &session);
+    GetIdField(session, ID_DATA_SESSION_ID, client.szSessionID);
+    GetIdField(session, ID_DATA_CLIENT_KEY, client.szClientSessionKey);
+    CRpcDataHandleWrapper info;
+    session.Get(RPC_MSG_CLIENT_INFO, &info);
+    DecodeClientInfo(info, client);
+}
+
+}  // namespace
+
+void RpcMessages::EncodeContext(const CommandClient& client, CRpcDataHandleWrapper& message) {
+    CRpcDataHandleWrapper session(RPC_MSG_SESSION);
+    EncodeSession(client, session);
+    SetField(message, ID_DATA_TRACKING_ID, client.szContextID);
+    message.Set(session);
+}
+
+void RpcMessages::EncodeCommand(const CommandContext& context, CRpcDataHandleWrapper& message) {
+    CRpcDataHandleWrapper client(RPC_MSG_CONTEXT);
+    EncodeContext(context.client, client);
+    message.Set(client);
+    SetField(message, ID_DATA_TRACKING_ID, context.szTrackingID);
+    message.Set(ID_DATA_COMMAND_ID, context.uiCommandId);
+    message.Set(ID_DATA_COMMAND_FLAG, context.iFlag);
+    message.Set(context.hData);
+}
+
+void RpcMessages::EncodeMain(const CRpcMainMsg& main, CRpcDataHandleWrapper& message) {
+    SetField(message, ID_DATA_CLIENT_SESSION_KEY, main.szClientSessionKey);
+    message.Set(ID_DATA_BODY_ID, main.uiBodyId);
+    message.Set(main.Body);
+}
+
+void RpcMessages::EncodeResult(const CommandResult& result, CRpcDataHandleWrapper& message) {
+    SetField(message, ID_DATA_TRACKING_ID, result.szTrackingID);
+    message.Set(ID_DATA_RESULT_CODE, static_cast<std::int32_t>(result.iResult));
+    message.Set(ID_DATA_BODY_ID, static_cast<std::int32_t>(result.uiReportId));
+    message.Set(result.pReport);
+}
+
+void RpcMessages::DecodeResult(const CRpcDataHandleWrapper& message, CommandResult& result) {
+    GetIdField(message, ID_DATA_TRACKING_ID, result.szTrackingID);
+    message.Get(ID_DATA_RESULT_CODE, &result.iResult);
+    message.Get(ID_DATA_BODY_ID, &result.uiReportId);
+    message.Get(result.uiReportId, &result.pReport);
+}
+
+void RpcMessages::DecodeMain(const CRpcDataHandleWrapper& message, CRpcMainMsg& main) {
+    GetIdField(message, ID_DATA_CLIENT_SESSION_KEY, main.szClientSessionKey);
+    message.Get(ID_DATA_BODY_ID, &main.uiBodyId);
+    message.Get(main.uiBodyId, &main.Body);
+}
+
+void RpcMessages::DecodeCommand(const CRpcDataHandleWrapper& message, std::uint32_t dataId,
+                                CommandContext& context) {
+    CRpcDataHandleWrapper client;
+    message.Get(RPC_MSG_CONTEXT, &client);
+    DecodeContext(client, context.client);
+    GetIdField(message, ID_DATA_TRACKING_ID, context.szTrackingID);
+    message.Get(ID_DATA_COMMAND_ID, &context.uiCommandId);
+    std::uint32_t flag = 0;
+    message.Get(ID_DATA_COMMAND_FLAG, &flag);
+    context.iFlag = static_cast<std::int32_t>(flag);
+    message.Get(dataId, &context.hData);
+}
