@@ -30,4 +30,18 @@ string(REGEX MATCH "/\\* ([0-9]+) params" ignored "${counts}")
 math(EXPR params "${CMAKE_MATCH_1} - 1")
 math(EXPR params_hex "${params}" OUTPUT_FORMAT HEXADECIMAL)
 string(REPLACE "${counts}" "${params_hex},\t/* ${params} params */" text "${text}")
+
+# The dispatch table of a server stub names the platform's unmarshaller, which takes the size and
+# the array's own count on trust. A check of ours goes before it (IdlServerHelper_win32.cpp).
+string(REGEX MATCHALL "\n    NdrServerCall2," dispatched "${text}")
+list(LENGTH dispatched dispatch_count)
+if(text MATCHES "RPC_DISPATCH_FUNCTION")
+  if(NOT dispatch_count EQUAL 1)
+    message(FATAL_ERROR "${IN}: ${dispatch_count} entries in the dispatch table, expected one")
+  endif()
+  string(REPLACE "\n    NdrServerCall2," "\n    IdlCheckedServerCall," text "${text}")
+  string(REPLACE "static RPC_DISPATCH_FUNCTION "
+                 "void __RPC_STUB IdlCheckedServerCall(PRPC_MESSAGE);\nstatic RPC_DISPATCH_FUNCTION "
+                 text "${text}")
+endif()
 file(WRITE "${OUT}" "${text}")

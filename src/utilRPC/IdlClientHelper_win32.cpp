@@ -37,10 +37,10 @@ void Run(void* argument) {
 }  // namespace
 
 IdlClientHelper::Reply IdlClientHelper::SendRequest(int mode, void* binding,
-                                                    const std::uint8_t* bytes,
-                                                    std::int32_t size) {
+                                                    const std::uint8_t* bytes, std::int32_t size) {
     // The runtime faults on a null handle instead of refusing it.
-    if (binding == nullptr) return {0, nullptr, RPC_S_INVALID_BINDING};
+    if (binding == nullptr)
+        return {0, nullptr, RPC_S_INVALID_BINDING};
     Call call{mode == RpcMode::kSecond ? B_Client_SendRequest : A_Client_SendRequest,
               binding,
               size,
@@ -48,7 +48,8 @@ IdlClientHelper::Reply IdlClientHelper::SendRequest(int mode, void* binding,
               0,
               nullptr};
     unsigned long code = 0;
-    if (seh_call(Run, &call, &code) != 0) return {0, nullptr, static_cast<std::uint32_t>(code)};
+    if (seh_call(Run, &call, &code) != 0)
+        return {0, nullptr, static_cast<std::uint32_t>(code)};
     // Size and block travel as two numbers; a peer may lie with the first.
     if (call.pbOut != nullptr && call.lOutSize > 0 &&
         static_cast<std::size_t>(call.lOutSize) > _msize(call.pbOut)) {

@@ -15,16 +15,19 @@ constexpr const wchar_t* kLogModule = L"utilRPC";
 
 void Answer(const CIPCMsgBuffer& reply, std::int32_t* plOutSize, std::uint8_t** ppbOut) {
     *plOutSize = static_cast<std::int32_t>(reply.GetLength());
-    if (*plOutSize <= 0) return;
+    if (*plOutSize <= 0)
+        return;
     *ppbOut = static_cast<std::uint8_t*>(std::malloc(reply.GetLength()));
-    if (*ppbOut != nullptr) std::memcpy(*ppbOut, reply.GetData(), reply.GetLength());
+    if (*ppbOut != nullptr)
+        std::memcpy(*ppbOut, reply.GetData(), reply.GetLength());
 }
 
 void Dispatch(CRPCServer& server, std::int32_t lInSize, const std::uint8_t* pbIn,
               std::int32_t* plOutSize, std::uint8_t** ppbOut) {
     CIPCMsgBuffer in(CIPCMsgBuffer::kBlockSize, false);
     CIPCMsgBuffer out(CIPCMsgBuffer::kBlockSize, false);
-    if (lInSize > 0) in.WriteBytes(pbIn, static_cast<std::uint32_t>(lInSize));
+    if (lInSize > 0)
+        in.WriteBytes(pbIn, static_cast<std::uint32_t>(lInSize));
     server.ProcessRequest(in, out);
     Answer(out, plOutSize, ppbOut);
 }

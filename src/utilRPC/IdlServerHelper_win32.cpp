@@ -18,8 +18,10 @@ constexpr std::uint32_t kSizesLength = 8;
 // The stub data is lInSize, the count of the array, the bytes. The unmarshaller trusts that the
 // two numbers agree, so a caller could make the routine read behind the buffer.
 bool IsRequestWellFormed(const RPC_MESSAGE& message) {
-    if ((message.DataRepresentation & 0xf0) != kLittleEndian) return false;
-    if (message.BufferLength < kSizesLength) return false;
+    if ((message.DataRepresentation & 0xf0) != kLittleEndian)
+        return false;
+    if (message.BufferLength < kSizesLength)
+        return false;
     const auto* bytes = static_cast<const std::uint8_t*>(message.Buffer);
     const std::uint32_t size = Wire::LoadUInt32(bytes);
     return size <= INT32_MAX && size == Wire::LoadUInt32(bytes + 4) &&
@@ -32,7 +34,8 @@ extern "C" {
 
 // Stands in the dispatch tables of both interfaces before the platform's unmarshaller.
 void __RPC_STUB IdlCheckedServerCall(PRPC_MESSAGE message) {
-    if (!IsRequestWellFormed(*message)) RpcRaiseException(RPC_X_BAD_STUB_DATA);
+    if (!IsRequestWellFormed(*message))
+        RpcRaiseException(RPC_X_BAD_STUB_DATA);
     NdrServerCall2(message);
 }
 
@@ -55,5 +58,6 @@ IdlServerHelper::WorkerThreadScope::WorkerThreadScope()
     : m_bInitialized(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {}
 
 IdlServerHelper::WorkerThreadScope::~WorkerThreadScope() {
-    if (m_bInitialized) CoUninitialize();
+    if (m_bInitialized)
+        CoUninitialize();
 }

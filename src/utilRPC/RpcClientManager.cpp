@@ -58,7 +58,8 @@ CRpcClientManager::CRpcClientManager(void* pPluginOrg, std::uint32_t uiTimeout)
       m_pServerHelper(nullptr) {
     WY_LOG_INFO << L"Constructor, PluginOrg : " << static_cast<const void*>(pPluginOrg);
     StartRPCServer();
-    if (!m_Tracking.IsValid()) WY_LOG_ERROR << L"Cannot init lock ";
+    if (!m_Tracking.IsValid())
+        WY_LOG_ERROR << L"Cannot init lock ";
 }
 
 CRpcClientManager::~CRpcClientManager() {
@@ -96,8 +97,10 @@ std::uint32_t CRpcClientManager::StopRPCServer() {
 }
 
 std::uint32_t CRpcClientManager::CreateUUID(char* dst, std::uint32_t len) {
-    if (dst == nullptr) return Result::kInvalidArgument;
-    if (len > 0) *dst = '\0';
+    if (dst == nullptr)
+        return Result::kInvalidArgument;
+    if (len > 0)
+        *dst = '\0';
     const std::string text = RpcPlatform::NewUuidText();
     if (text.empty()) {
         WY_LOG_ERROR << L"CreateUUID() create uuid failed";
@@ -122,12 +125,13 @@ void CRpcClientManager::FillMain(CRpcMainMsg& main, std::uint32_t bodyId,
 std::uint32_t CRpcClientManager::ExecuteCommand(CommandContext* context, TrackingCallback callback,
                                                 CommandResult* result) {
     CRpcClientManager* manager = g_pRpcClientManager;
-    if (manager == nullptr || context == nullptr || result == nullptr) return Result::kFailure;
+    if (manager == nullptr || context == nullptr || result == nullptr)
+        return Result::kFailure;
     if (callback != nullptr) {
-        const std::uint32_t code =
-            manager->m_Tracking.Add(context->szTrackingID, context->client.szClientSessionKey,
-                                    callback, context->pContext);
-        if (Result::Failed(code)) return code;
+        const std::uint32_t code = manager->m_Tracking.Add(
+            context->szTrackingID, context->client.szClientSessionKey, callback, context->pContext);
+        if (Result::Failed(code))
+            return code;
     }
     CRpcDataHandleWrapper reply;
     std::uint32_t code = Result::kFailure;
@@ -153,7 +157,8 @@ std::uint32_t CRpcClientManager::ExecuteCommand(CommandContext* context, Trackin
 std::uint32_t CRpcClientManager::DestroyContext(const CommandClient* client) {
     WY_LOG_INFO << L"CRpcClientManager::DestroyContext";
     const CRpcClientManager* manager = g_pRpcClientManager;
-    if (manager == nullptr || client == nullptr) return Result::kFailure;
+    if (manager == nullptr || client == nullptr)
+        return Result::kFailure;
     CRpcDataHandleWrapper context(RPC_MSG_CONTEXT);
     RpcMessages::EncodeContext(*client, context);
     CRpcMainMsg main;
@@ -239,7 +244,8 @@ void CRpcClientManager::CommandResultProcess(const CRpcDataHandleWrapper& messag
         reply.iResult = 0;
         in.pContext = record.pContext;
         // The callback runs without a lock; the count that BeginDelivery raised protects it.
-        if (record.pfnCallback != nullptr) record.pfnCallback(in.szTrackingID, &in, &reply);
+        if (record.pfnCallback != nullptr)
+            record.pfnCallback(in.szTrackingID, &in, &reply);
         m_Tracking.EndDelivery(trackingId);
     }
     ReplyResult(reply, out);

@@ -15,14 +15,16 @@ constexpr const wchar_t* kLogModule = L"utilRPC";
 }  // namespace
 
 std::uint32_t CRpcTrackingTable::Add(const std::string& trackingId,
-                                     const std::string& clientSessionKey,
-                                     TrackingCallback callback, void* context) {
+                                     const std::string& clientSessionKey, TrackingCallback callback,
+                                     void* context) {
     const SingleLock tracking(m_csTracking);
-    if (m_mapTracking.contains(trackingId)) return Result::kTrackingIdExists;
+    if (m_mapTracking.contains(trackingId))
+        return Result::kTrackingIdExists;
     {
         const SingleLock client(m_csClient);
         ClientRecord& owner = m_mapClient[clientSessionKey];
-        if (owner.hEvent != nullptr) return Result::kRecordGoingAway;
+        if (owner.hEvent != nullptr)
+            return Result::kRecordGoingAway;
         owner.setTrackingID.insert(trackingId);
     }
     m_mapTracking[trackingId] = {callback, context, 0, false, clientSessionKey};
@@ -33,26 +35,31 @@ std::uint32_t CRpcTrackingTable::BeginDelivery(const std::string& trackingId,
                                                TrackingRecord& record) {
     const SingleLock tracking(m_csTracking);
     const auto found = m_mapTracking.find(trackingId);
-    if (found == m_mapTracking.end()) return Result::kUnknownTrackingId;
-    if (found->second.bDelete) return Result::kRecordGoingAway;
+    if (found == m_mapTracking.end())
+        return Result::kUnknownTrackingId;
+    if (found->second.bDelete)
+        return Result::kRecordGoingAway;
     ++found->second.uiRefCount;
     record = found->second;
     return Result::kSuccess;
 }
 
 std::uint32_t CRpcTrackingTable::Erase(const char* trackingId) {
-    if (trackingId == nullptr) return Result::kInvalidArgument;
+    if (trackingId == nullptr)
+        return Result::kInvalidArgument;
     {
         const SingleLock tracking(m_csTracking);
         const auto found = m_mapTracking.find(trackingId);
-        if (found == m_mapTracking.end()) return Result::kNotFound;
+        if (found == m_mapTracking.end())
+            return Result::kNotFound;
         found->second.bDelete = true;
     }
     return Remove(trackingId, false);
 }
 
 std::uint32_t CRpcTrackingTable::Remove(const char* trackingId, bool decrement) {
-    if (trackingId == nullptr || *trackingId == '\0') return Result::kInvalidArgument;
+    if (trackingId == nullptr || *trackingId == '\0')
+        return Result::kInvalidArgument;
     const SingleLock tracking(m_csTracking);
     const auto found = m_mapTracking.find(trackingId);
     if (found == m_mapTracking.end()) {
@@ -60,7 +67,8 @@ std::uint32_t CRpcTrackingTable::Remove(const char* trackingId, bool decrement) 
         return Result::kNotFound;
     }
     TrackingRecord& record = found->second;
-    if (decrement && record.uiRefCount > 0) --record.uiRefCount;
+    if (decrement && record.uiRefCount > 0)
+        --record.uiRefCount;
     if (!record.bDelete || record.uiRefCount != 0) {
         WY_LOG_INFO << L"Tracking ID still use, szTrackingID: " << trackingId << L", bDelete =  "
                     << record.bDelete << L", uiRefCount =  " << record.uiRefCount;

@@ -73,7 +73,9 @@ void CRPCClient::SendRequest(CIPCMsgBuffer& in, CIPCMsgBuffer& out, std::uint32_
     if (reply.uiException != 0) {
         throw OS::CException(reply.uiException, kThrowSource, kSendRequestLine);
     }
-    if (reply.pBytes == nullptr) return;
-    if (reply.lSize >= 1) out.WriteBytes(reply.pBytes, static_cast<std::uint32_t>(reply.lSize));
+    if (reply.pBytes == nullptr)
+        return;
+    if (reply.lSize >= 1)
+        out.WriteBytes(reply.pBytes, static_cast<std::uint32_t>(reply.lSize));
     std::free(reply.pBytes);
 }

@@ -11,7 +11,8 @@ std::string RpcPlatform::NewUuidText() {
     // two processes with one name do not go unnoticed.
     static_cast<void>(CoCreateGuid(&guid));
     RPC_CSTR text = nullptr;
-    if (UuidToStringA(&guid, &text) != RPC_S_OK) return {};
+    if (UuidToStringA(&guid, &text) != RPC_S_OK)
+        return {};
     const std::string result = reinterpret_cast<const char*>(text);
     RpcStringFreeA(&text);
     return result;

@@ -21,8 +21,7 @@ std::atomic<CRPCServer*> s_pDefaultServer{nullptr};
 std::int32_t s_iServerRefCount = 0;
 CriticalSection s_ServerLock;
 
-CRPCServer* MakeDefaultServer(const CComponentID& component,
-                              const CRPCServerParameter& parameter) {
+CRPCServer* MakeDefaultServer(const CComponentID& component, const CRPCServerParameter& parameter) {
     CRPCServer* server = new (std::nothrow) CRPCServer;
     if (server == nullptr) {
         WY_LOG_ERROR << L"CreateServer() fail ";
@@ -44,8 +43,8 @@ CRPCServer* MakeDefaultServer(const CComponentID& component,
 
 CRPCServer* ShareSameComponent(CRPCServer* server, const CRPCServerParameter& parameter) {
     if (!RpcProtocol::Equal(parameter.GetProtocol(), server->GetProtocol())) {
-        WY_LOG_ERROR << L"CreateServer, ProtocolSequence is inconsistency,"
-                     << server->GetProtocol() << L"," << parameter.GetProtocol();
+        WY_LOG_ERROR << L"CreateServer, ProtocolSequence is inconsistency," << server->GetProtocol()
+                     << L"," << parameter.GetProtocol();
         return nullptr;
     }
     ++s_iServerRefCount;
@@ -103,7 +102,8 @@ CRPCServer* DefaultServer() {
 CRPCServer* CreateServer(const CComponentID& component, const CRPCServerParameter& parameter) {
     const SingleLock lock(s_ServerLock);
     CRPCServer* server = s_pDefaultServer;
-    if (server == nullptr) return MakeDefaultServer(component, parameter);
+    if (server == nullptr)
+        return MakeDefaultServer(component, parameter);
     if (RpcProtocol::Equal(component.GetName(), server->GetComponent().GetName())) {
         return ShareSameComponent(server, parameter);
     }
@@ -111,7 +111,8 @@ CRPCServer* CreateServer(const CComponentID& component, const CRPCServerParamete
 }
 
 void DestroyServer(CRPCServer* server, std::uint32_t timeout) {
-    if (server == nullptr) return;
+    if (server == nullptr)
+        return;
     const SingleLock lock(s_ServerLock);
     if (server != s_pDefaultServer) {
         WY_LOG_WARN << L"unknown RPC server: " << static_cast<const void*>(server);
@@ -146,7 +147,8 @@ CRPCServerHelper::~CRPCServerHelper() {
 
 void CRPCServerHelper::RegisterHandler(CIPCServerRequestCallback* handler) {
     try {
-        if (m_pServer != nullptr) m_pServer->RegisterHandler(handler);
+        if (m_pServer != nullptr)
+            m_pServer->RegisterHandler(handler);
     } catch (const OS::CException& error) {
         LogHelperFailure(L"CRPCServerHelper::RegisterHandler()", error);
     }
@@ -154,7 +156,8 @@ void CRPCServerHelper::RegisterHandler(CIPCServerRequestCallback* handler) {
 
 void CRPCServerHelper::UnRegisterHandler(CIPCServerRequestCallback* handler) {
     try {
-        if (m_pServer != nullptr) m_pServer->UnRegisterHandler(handler);
+        if (m_pServer != nullptr)
+            m_pServer->UnRegisterHandler(handler);
     } catch (const OS::CException& error) {
         LogHelperFailure(L"CRPCServerHelper::UnRegisterHandler()", error);
     }

@@ -54,7 +54,8 @@ void CRPCServer::AddNewEndpoint(const CComponentID& component) {
     WY_LOG_INFO << L"AddNewEndpoint(), endpoint: " << endpoint;
     const RPC_STATUS status = RpcServerUseProtseqEpW(RpcText(GetProtocol()), kMaxEndpointCalls,
                                                      RpcText(endpoint), nullptr);
-    if (status == RPC_S_DUPLICATE_ENDPOINT) WY_LOG_WARN << L"AddNewEndpoint(), duplicate endpoint";
+    if (status == RPC_S_DUPLICATE_ENDPOINT)
+        WY_LOG_WARN << L"AddNewEndpoint(), duplicate endpoint";
 }
 
 void CRPCServer::Shutdown(std::uint32_t) {
@@ -74,7 +75,8 @@ long __stdcall RpcServerIfCallback(void*, void* binding) {
         return kAccessDenied;
     }
     WY_LOG_INFO << L"ulAuthnLevel:" << level;
-    if (level != RPC_C_AUTHN_LEVEL_PKT_PRIVACY) return kAccessDenied;
+    if (level != RPC_C_AUTHN_LEVEL_PKT_PRIVACY)
+        return kAccessDenied;
     status = RpcImpersonateClient(binding);
     if (status != RPC_S_OK) {
         WY_LOG_WARN << L"Failed on RpcImpersonateClient(), " << kAccessDenied;

@@ -27,7 +27,8 @@ void AppendEscaped(std::wstring& target, std::basic_string_view<Char> source) {
     target.reserve(target.size() + source.size() + percents);
     for (const Char character : source) {
         target.push_back(Widen(character));
-        if (character == Char{'%'}) target.push_back(L'%');
+        if (character == Char{'%'})
+            target.push_back(L'%');
     }
 }
 
@@ -50,7 +51,8 @@ private:
 }  // namespace
 
 void WyLogStream::Append(std::wstring_view text) noexcept {
-    if (m_bFull) return;
+    if (m_bFull)
+        return;
     try {
         AppendEscaped(m_strText, text);
     } catch (...) {
@@ -59,7 +61,8 @@ void WyLogStream::Append(std::wstring_view text) noexcept {
 }
 
 void WyLogStream::AppendNarrow(std::string_view text) noexcept {
-    if (m_bFull) return;
+    if (m_bFull)
+        return;
     try {
         AppendEscaped(m_strText, text);
     } catch (...) {
@@ -109,9 +112,11 @@ WyFunctionTrace::~WyFunctionTrace() {
 void WyFunctionTrace::Write(const wchar_t* arrow) const noexcept {
     constexpr std::uint32_t kLevel = KrCommon::LogLevel::kWarning;
     KrCommon::LogSink* const log = g_pDebugLog;
-    if (log == nullptr || !m_bCopied) return;
+    if (log == nullptr || !m_bCopied)
+        return;
     try {
-        if (!log->IsLevelEnabled(kLevel)) return;
+        if (!log->IsLevelEnabled(kLevel))
+            return;
         const std::wstring text = L"[INFO],[" + m_strModule + L"], " + arrow + m_strFunction;
         log->Trace(m_strFile.c_str(), m_uiLine, kLevel, text.c_str());
     } catch (...) {

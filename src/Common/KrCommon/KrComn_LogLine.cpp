@@ -36,7 +36,8 @@ std::string_view LogSourceName(std::string_view path) {
     std::size_t start = 0;
     for (std::size_t i = 0; i + 1 < path.size(); ++i) {
         const bool separator = path[i] == '\\' || path[i] == '/' || path[i] == ':';
-        if (separator && path[i + 1] != '\\' && path[i + 1] != '/') start = i + 1;
+        if (separator && path[i + 1] != '\\' && path[i + 1] != '/')
+            start = i + 1;
     }
     return path.substr(start);
 }

@@ -44,7 +44,8 @@ public:
     virtual ~SingleLock() { Release(); }
 
     void Release() {
-        if (m_pLock != nullptr) m_pLock->Unlock();
+        if (m_pLock != nullptr)
+            m_pLock->Unlock();
         m_pLock = nullptr;
     }
 

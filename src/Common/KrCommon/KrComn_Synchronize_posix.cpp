@@ -16,11 +16,13 @@ CriticalSection::CriticalSection() : m_pImpl(new (std::nothrow) Impl) {}
 CriticalSection::~CriticalSection() = default;
 
 void CriticalSection::Lock() {
-    if (m_pImpl != nullptr) m_pImpl->mutex.lock();
+    if (m_pImpl != nullptr)
+        m_pImpl->mutex.lock();
 }
 
 void CriticalSection::Unlock() {
-    if (m_pImpl != nullptr) m_pImpl->mutex.unlock();
+    if (m_pImpl != nullptr)
+        m_pImpl->mutex.unlock();
 }
 
 bool CriticalSection::IsValid() const {

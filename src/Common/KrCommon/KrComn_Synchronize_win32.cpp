@@ -18,15 +18,18 @@ CriticalSection::CriticalSection() : m_pImpl(new (std::nothrow) Impl) {
 }
 
 CriticalSection::~CriticalSection() {
-    if (m_pImpl != nullptr) DeleteCriticalSection(&m_pImpl->section);
+    if (m_pImpl != nullptr)
+        DeleteCriticalSection(&m_pImpl->section);
 }
 
 void CriticalSection::Lock() {
-    if (m_pImpl != nullptr) EnterCriticalSection(&m_pImpl->section);
+    if (m_pImpl != nullptr)
+        EnterCriticalSection(&m_pImpl->section);
 }
 
 void CriticalSection::Unlock() {
-    if (m_pImpl != nullptr) LeaveCriticalSection(&m_pImpl->section);
+    if (m_pImpl != nullptr)
+        LeaveCriticalSection(&m_pImpl->section);
 }
 
 bool CriticalSection::IsValid() const {

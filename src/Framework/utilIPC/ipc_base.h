@@ -35,8 +35,7 @@ public:
 // A server that feeds its dispatcher. Raises OS::CException.
 class CIPCBaseServer : public CIPCRequestDispatcher {
 public:
-    virtual std::uint32_t Create(const CComponentID& component,
-                                 const CIPCParameter& parameter) = 0;
+    virtual std::uint32_t Create(const CComponentID& component, const CIPCParameter& parameter) = 0;
     virtual void Start() = 0;
     virtual void Shutdown(std::uint32_t timeout) = 0;
     virtual ~CIPCBaseServer() = default;

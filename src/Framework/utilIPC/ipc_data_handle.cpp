@@ -45,7 +45,8 @@ std::uint32_t ReadText(Read read, Text& out) {
     std::uint32_t count = 0;
     const std::uint32_t sizeCode = read(nullptr, 0, &count);
     out.clear();
-    if (count == 0) return sizeCode;
+    if (count == 0)
+        return sizeCode;
     try {
         if (count <= kStackChars) {
             typename Text::value_type buffer[kStackChars + 1] = {};
@@ -68,10 +69,12 @@ std::uint32_t ReadText(Read read, Text& out) {
 }  // namespace
 
 std::uint32_t RpcDataCreate(std::uint32_t msgId, RpcDataHandle* out) {
-    if (out == nullptr) return Result::kFailure;
+    if (out == nullptr)
+        return Result::kFailure;
     RpcDataDestroy(out);
     Holder* holder = NewMessage(msgId);
-    if (holder == nullptr) return Result::kOutOfMemory;
+    if (holder == nullptr)
+        return Result::kOutOfMemory;
     *out = {0, msgId, holder};
     return Result::kSuccess;
 }
@@ -85,7 +88,8 @@ std::uint32_t RpcDataDestroy(RpcDataHandle* handle) {
 }
 
 std::uint32_t RpcDataShare(const RpcDataHandle* source, RpcDataHandle* out) {
-    if (source == nullptr || out == nullptr) return Result::kFailure;
+    if (source == nullptr || out == nullptr)
+        return Result::kFailure;
     // The reference is taken before `out` lets go, since both may be the last of one message.
     const Holder* from = HolderOf(source);
     Holder* holder = from != nullptr ? new (std::nothrow) Holder(*from) : nullptr;
@@ -96,11 +100,13 @@ std::uint32_t RpcDataShare(const RpcDataHandle* source, RpcDataHandle* out) {
 }
 
 std::uint32_t RpcDataClone(const RpcDataHandle* source, RpcDataHandle* out) {
-    if (source == nullptr || out == nullptr) return Result::kFailure;
+    if (source == nullptr || out == nullptr)
+        return Result::kFailure;
     Holder* copy = nullptr;
     if (const CRpcMsgBuffer* message = MessageOf(*source); message != nullptr) {
         copy = NewMessage(0);
-        if (copy == nullptr) return Result::kOutOfMemory;
+        if (copy == nullptr)
+            return Result::kOutOfMemory;
         (*copy)->Load(message->GetData(), message->GetSize());
     }
     const RpcDataHandle cloned{0, source->uiMsgId, copy};
@@ -110,26 +116,30 @@ std::uint32_t RpcDataClone(const RpcDataHandle* source, RpcDataHandle* out) {
 }
 
 std::uint32_t RpcDataGetMsgId(const RpcDataHandle* source, std::uint32_t* out) {
-    if (HolderOf(source) == nullptr || out == nullptr) return Result::kFailure;
+    if (HolderOf(source) == nullptr || out == nullptr)
+        return Result::kFailure;
     *out = MessageOf(*source)->GetId();
     return Result::kSuccess;
 }
 
 std::uint32_t RpcDataGetData(const RpcDataHandle* source, const std::uint8_t** out) {
-    if (HolderOf(source) == nullptr || out == nullptr) return Result::kFailure;
+    if (HolderOf(source) == nullptr || out == nullptr)
+        return Result::kFailure;
     *out = MessageOf(*source)->GetData();
     return Result::kSuccess;
 }
 
 std::uint32_t RpcDataGetSize(const RpcDataHandle* source, std::uint32_t* out) {
-    if (HolderOf(source) == nullptr || out == nullptr) return Result::kFailure;
+    if (HolderOf(source) == nullptr || out == nullptr)
+        return Result::kFailure;
     *out = MessageOf(*source)->GetSize();
     return Result::kSuccess;
 }
 
 std::uint32_t RpcDataLoad(const RpcDataHandle* source, const std::uint8_t* image,
                           std::uint32_t size) {
-    if (HolderOf(source) == nullptr) return Result::kFailure;
+    if (HolderOf(source) == nullptr)
+        return Result::kFailure;
     MessageOf(*source)->Load(image, size);
     return Result::kSuccess;
 }
@@ -167,7 +177,8 @@ std::uint32_t CRpcDataHandleWrapper::Set(std::uint32_t id, std::uint32_t value) 
 }
 
 std::uint32_t CRpcDataHandleWrapper::Set(std::uint32_t id, const wchar_t* text) {
-    if (text == nullptr) return Result::kInvalidArgument;
+    if (text == nullptr)
+        return Result::kInvalidArgument;
     return Set(id, text, TextLength(std::wcslen(text)));
 }
 
@@ -177,8 +188,7 @@ std::uint32_t CRpcDataHandleWrapper::Set(std::uint32_t id, const wchar_t* text,
     return message != nullptr ? message->AddStringW(id, text, chars) : Result::kFailure;
 }
 
-std::uint32_t CRpcDataHandleWrapper::Set(std::uint32_t id, const char* text,
-                                         std::uint32_t chars) {
+std::uint32_t CRpcDataHandleWrapper::Set(std::uint32_t id, const char* text, std::uint32_t chars) {
     CRpcMsgBuffer* message = MessageOf(m_hData);
     return message != nullptr ? message->AddStringA(id, text, chars) : Result::kFailure;
 }
@@ -194,14 +204,16 @@ std::uint32_t CRpcDataHandleWrapper::Set(const CRpcDataHandleWrapper& child) {
 std::uint32_t CRpcDataHandleWrapper::Set(const RpcDataHandle& child) {
     CRpcMsgBuffer* message = MessageOf(m_hData);
     const CRpcMsgBuffer* source = MessageOf(child);
-    if (message == nullptr || source == nullptr) return Result::kFailure;
+    if (message == nullptr || source == nullptr)
+        return Result::kFailure;
     return message->AddMessage(*source);
 }
 
 std::uint32_t CRpcDataHandleWrapper::Get(std::uint32_t id, std::uint32_t index,
                                          std::uint32_t* out) const {
     const CRpcMsgBuffer* message = MessageOf(m_hData);
-    if (message == nullptr || out == nullptr) return Result::kFailure;
+    if (message == nullptr || out == nullptr)
+        return Result::kFailure;
     return message->GetUInt(id, index, out);
 }
 
@@ -241,12 +253,14 @@ std::uint32_t CRpcDataHandleWrapper::Get(std::uint32_t id, std::uint32_t index,
 std::uint32_t CRpcDataHandleWrapper::Get(std::uint32_t id, std::uint32_t index,
                                          RpcDataHandle* child) const {
     const CRpcMsgBuffer* message = MessageOf(m_hData);
-    if (message == nullptr || child == nullptr) return Result::kFailure;
+    if (message == nullptr || child == nullptr)
+        return Result::kFailure;
     // The child may be read into this very wrapper: the source stays alive until it is copied.
     const Holder keep = *HolderOf(&m_hData);
     RpcDataDestroy(child);
     Holder* loaded = NewMessage(id);
-    if (loaded == nullptr) return Result::kFailure;
+    if (loaded == nullptr)
+        return Result::kFailure;
     if (keep->GetMessage(id, index, loaded->get()) != Result::kSuccess) {
         delete loaded;
         return Result::kFailure;

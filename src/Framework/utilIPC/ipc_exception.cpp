@@ -5,7 +5,8 @@ namespace OS {
 namespace {
 
 std::wstring NameAndExtension(const wchar_t* file) {
-    if (file == nullptr) return {};
+    if (file == nullptr)
+        return {};
     const std::wstring path = file;
     const std::size_t separator = path.find_last_of(L"\\/:");
     return separator == std::wstring::npos ? path : path.substr(separator + 1);
@@ -25,7 +26,8 @@ std::wstring CException::GetMessage() const {
 }
 
 std::wstring CException::GetFullMessage() const {
-    if (m_strFile.empty()) return GetMessage();
+    if (m_strFile.empty())
+        return GetMessage();
     return GetMessage() + L", (" + std::to_wstring(static_cast<std::int32_t>(m_uiCode)) + L"), [" +
            m_strFile + L"|" + std::to_wstring(m_uiLine) + L"]";
 }

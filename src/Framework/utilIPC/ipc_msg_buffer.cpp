@@ -25,20 +25,26 @@ CAccBuffer::CAccBuffer(const std::uint8_t* data, std::uint32_t size)
       m_bOwner(false) {}
 
 CAccBuffer::~CAccBuffer() {
-    if (m_bOwner) delete[] m_pData;
+    if (m_bOwner)
+        delete[] m_pData;
 }
 
 void CAccBuffer::Write(const void* source, std::uint32_t size) {
-    if (!m_bOwner) return;
+    if (!m_bOwner)
+        return;
     if (m_uiCapacity - m_uiLength < size) {
         const std::uint64_t blocks =
             (static_cast<std::uint64_t>(m_uiCapacity) + size) / m_uiBlockSize + 1;
         const std::uint64_t capacity = blocks * m_uiBlockSize;
-        if (capacity > UINT32_MAX) return;
+        if (capacity > UINT32_MAX)
+            return;
         auto* grown = new (std::nothrow) std::uint8_t[static_cast<std::size_t>(capacity)];
-        if (grown == nullptr) return;
-        if (m_uiLength > 0) std::memcpy(grown, m_pData, m_uiLength);
-        if (size > 0) std::memcpy(grown + m_uiLength, source, size);
+        if (grown == nullptr)
+            return;
+        if (m_uiLength > 0)
+            std::memcpy(grown, m_pData, m_uiLength);
+        if (size > 0)
+            std::memcpy(grown + m_uiLength, source, size);
         delete[] m_pData;
         m_pData = grown;
         m_uiCapacity = static_cast<std::uint32_t>(capacity);
@@ -50,7 +56,8 @@ void CAccBuffer::Write(const void* source, std::uint32_t size) {
 
 CIPCMsgBuffer::CIPCMsgBuffer(std::uint32_t blockSize, bool header)
     : CAccBuffer(blockSize), m_uiReadPos(0), m_uiLastReadPos(0) {
-    if (header) *this << 0xffffffffU;
+    if (header)
+        *this << 0xffffffffU;
 }
 
 CIPCMsgBuffer::CIPCMsgBuffer(const std::uint8_t* data, std::uint32_t size)
@@ -64,7 +71,8 @@ CIPCMsgBuffer& CIPCMsgBuffer::operator<<(std::uint32_t value) {
 }
 
 CIPCMsgBuffer& CIPCMsgBuffer::operator<<(const wchar_t* text) {
-    if (text == nullptr) return *this;
+    if (text == nullptr)
+        return *this;
     const std::wstring_view view(text);
     std::vector<std::uint8_t> bytes((Wire::CountUnits(view) + 1) * 2);
     Wire::EncodeUnits(view, bytes.data());
@@ -81,7 +89,8 @@ CIPCMsgBuffer& CIPCMsgBuffer::operator<<(const std::wstring& text) {
 CIPCMsgBuffer& CIPCMsgBuffer::operator<<(const CRpcDataHandleWrapper& message) {
     const std::uint32_t size = message.GetSize();
     *this << size;
-    if (static_cast<std::int32_t>(size) > 0) Write(message.GetData(), size);
+    if (static_cast<std::int32_t>(size) > 0)
+        Write(message.GetData(), size);
     return *this;
 }
 
@@ -113,7 +122,8 @@ CIPCMsgBuffer& CIPCMsgBuffer::operator>>(std::uint32_t& value) {
 void CIPCMsgBuffer::ReadBytes(void** out, std::uint32_t size) {
     RequireReadable(size);
     auto* bytes = new std::uint8_t[size];
-    if (size > 0) std::memcpy(bytes, GetReadPtr(), size);
+    if (size > 0)
+        std::memcpy(bytes, GetReadPtr(), size);
     Advance(size);
     *out = bytes;
 }
@@ -125,7 +135,8 @@ void CIPCMsgBuffer::FreeBytes(void* bytes) {
 CIPCMsgBuffer& CIPCMsgBuffer::operator>>(CRpcDataHandleWrapper& message) {
     std::uint32_t size = 0;
     *this >> size;
-    if (static_cast<std::int32_t>(size) <= 0) return *this;
+    if (static_cast<std::int32_t>(size) <= 0)
+        return *this;
     // The message copies the image itself, so it is parsed where it lies: large answers are not
     // held once more than needed.
     RequireReadable(size);

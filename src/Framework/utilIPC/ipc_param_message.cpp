@@ -43,19 +43,20 @@ void MsgBuffer::Reset(std::uint32_t id, std::uint32_t type) {
 }
 
 void MsgBuffer::AdoptAlias() {
-    if (m_pExternal == nullptr) return;
+    if (m_pExternal == nullptr)
+        return;
     m_vecData.assign(m_pExternal, m_pExternal + m_uiExternalSize);
     m_pExternal = nullptr;
     m_uiExternalSize = 0;
 }
 
-std::uint8_t* MsgBuffer::AppendRecord(std::uint32_t id, std::uint32_t type,
-                                      std::uint32_t length) {
+std::uint8_t* MsgBuffer::AppendRecord(std::uint32_t id, std::uint32_t type, std::uint32_t length) {
     AdoptAlias();
     const std::size_t offset = m_vecData.size();
     const std::size_t end = offset + kHeaderSize + length;
     // Offsets and sizes are 32 bits wide on the wire.
-    if (end > UINT32_MAX) throw std::bad_alloc();
+    if (end > UINT32_MAX)
+        throw std::bad_alloc();
     if (type != 0) {
         m_mapIndex[id].push_back(
             {id, type, length, static_cast<std::uint32_t>(offset + kHeaderSize)});
@@ -63,7 +64,8 @@ std::uint8_t* MsgBuffer::AppendRecord(std::uint32_t id, std::uint32_t type,
     try {
         m_vecData.resize(end);
     } catch (...) {
-        if (type != 0) m_mapIndex[id].pop_back();
+        if (type != 0)
+            m_mapIndex[id].pop_back();
         throw;
     }
     StoreHeader(m_vecData.data() + offset, id, type, length);
@@ -87,9 +89,11 @@ void MsgBuffer::AddUInt(std::uint32_t id, std::uint32_t value) {
 }
 
 void MsgBuffer::AddStringA(std::uint32_t id, const char* text, std::uint32_t chars) {
-    if (chars == UINT32_MAX) throw std::bad_alloc();
+    if (chars == UINT32_MAX)
+        throw std::bad_alloc();
     std::uint8_t* payload = AppendRecord(id, ParamTag::kStringA, chars + 1);
-    if (text == nullptr) return;
+    if (text == nullptr)
+        return;
     std::memcpy(payload, text, chars);
     CountRecords();
 }
@@ -97,10 +101,12 @@ void MsgBuffer::AddStringA(std::uint32_t id, const char* text, std::uint32_t cha
 void MsgBuffer::AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t chars) {
     const std::wstring_view view(text, text != nullptr ? chars : 0);
     const std::size_t units = text != nullptr ? Wire::CountUnits(view) : chars;
-    if (units >= UINT32_MAX / 2) throw std::bad_alloc();
+    if (units >= UINT32_MAX / 2)
+        throw std::bad_alloc();
     std::uint8_t* payload =
         AppendRecord(id, ParamTag::kStringW, static_cast<std::uint32_t>((units + 1) * 2));
-    if (text == nullptr) return;
+    if (text == nullptr)
+        return;
     Wire::EncodeUnits(view, payload);
     CountRecords();
 }
@@ -112,7 +118,8 @@ void MsgBuffer::AddMessage(const MsgBuffer& child) {
         own = m_vecData;
         source = &own;
     }
-    if (source->size() < kHeaderSize) return;
+    if (source->size() < kHeaderSize)
+        return;
     const std::uint8_t* header = source->data();
     const std::uint32_t type = Wire::LoadUInt32(header + kTypeOffset);
     // The header of a loaded image is foreign and unchecked: it cannot claim more than is there.
@@ -128,10 +135,9 @@ bool MsgBuffer::IndexImage(const std::uint8_t* image, std::uint32_t size) {
     while (position + kHeaderSize <= size) {
         const std::uint8_t* header = image + position;
         position += kHeaderSize;
-        const ParamIndexEntry entry{Wire::LoadUInt32(header),
-                                    Wire::LoadUInt32(header + kTypeOffset),
-                                    Wire::LoadUInt32(header + kLengthOffset),
-                                    static_cast<std::uint32_t>(position)};
+        const ParamIndexEntry entry{
+            Wire::LoadUInt32(header), Wire::LoadUInt32(header + kTypeOffset),
+            Wire::LoadUInt32(header + kLengthOffset), static_cast<std::uint32_t>(position)};
         m_mapIndex[entry.uiId].push_back(entry);
         position += entry.uiLength;
     }
@@ -139,7 +145,8 @@ bool MsgBuffer::IndexImage(const std::uint8_t* image, std::uint32_t size) {
 }
 
 void MsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
-    if (image == nullptr || size == 0) return;
+    if (image == nullptr || size == 0)
+        return;
     Reset(0);
     if (!IndexImage(image, size)) {
         Reset(0);
@@ -152,16 +159,18 @@ void MsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
 
 const ParamIndexEntry* MsgBuffer::Find(std::uint32_t id, std::uint32_t index) const {
     const auto found = m_mapIndex.find(id);
-    if (found == m_mapIndex.end() || index >= found->second.size()) return nullptr;
+    if (found == m_mapIndex.end() || index >= found->second.size())
+        return nullptr;
     return &found->second[index];
 }
 
-std::uint32_t MsgBuffer::GetUInt(std::uint32_t id, std::uint32_t index,
-                                 std::uint32_t* out) const {
+std::uint32_t MsgBuffer::GetUInt(std::uint32_t id, std::uint32_t index, std::uint32_t* out) const {
     const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr) return Result::kNotFound;
+    if (entry == nullptr)
+        return Result::kNotFound;
     const bool number = entry->uiType == ParamTag::kInt || entry->uiType == ParamTag::kUInt;
-    if (!number || entry->uiLength != 4) return Result::kInvalidArgument;
+    if (!number || entry->uiLength != 4)
+        return Result::kInvalidArgument;
     *out = Wire::LoadUInt32(m_vecData.data() + entry->uiOffset);
     return Result::kSuccess;
 }
@@ -169,8 +178,10 @@ std::uint32_t MsgBuffer::GetUInt(std::uint32_t id, std::uint32_t index,
 std::uint32_t MsgBuffer::GetStringA(std::uint32_t id, std::uint32_t index, char* buffer,
                                     std::uint32_t capacity, std::uint32_t* outChars) const {
     const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr) return Result::kNotFound;
-    if (entry->uiType != ParamTag::kStringA) return Result::kInvalidArgument;
+    if (entry == nullptr)
+        return Result::kNotFound;
+    if (entry->uiType != ParamTag::kStringA)
+        return Result::kInvalidArgument;
     const std::uint32_t count = entry->uiLength < 2 ? 0 : entry->uiLength - 1;
     *outChars = count;
     if (buffer != nullptr && capacity > count) {
@@ -183,8 +194,10 @@ std::uint32_t MsgBuffer::GetStringA(std::uint32_t id, std::uint32_t index, char*
 std::uint32_t MsgBuffer::GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
                                     std::uint32_t capacity, std::uint32_t* outChars) const {
     const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr) return Result::kNotFound;
-    if (entry->uiType != ParamTag::kStringW) return Result::kInvalidArgument;
+    if (entry == nullptr)
+        return Result::kNotFound;
+    if (entry->uiType != ParamTag::kStringW)
+        return Result::kInvalidArgument;
     const std::uint32_t count = entry->uiLength / 2 < 2 ? 0 : entry->uiLength / 2 - 1;
     *outChars = count;
     if (buffer != nullptr && capacity > count) {
@@ -194,10 +207,10 @@ std::uint32_t MsgBuffer::GetStringW(std::uint32_t id, std::uint32_t index, wchar
     return Result::kSuccess;
 }
 
-std::uint32_t MsgBuffer::GetMessage(std::uint32_t id, std::uint32_t index,
-                                    MsgBuffer* child) const {
+std::uint32_t MsgBuffer::GetMessage(std::uint32_t id, std::uint32_t index, MsgBuffer* child) const {
     const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr) return Result::kNotFound;
+    if (entry == nullptr)
+        return Result::kNotFound;
     if (entry->uiType == ParamTag::kMessage) {
         child->Load(m_vecData.data() + entry->uiOffset - kHeaderSize,
                     entry->uiLength + kHeaderSize);
@@ -237,8 +250,7 @@ std::uint32_t CRpcMsgBuffer::AddUInt(std::uint32_t id, std::uint32_t value) {
     return Guarded([&] { m_Message.AddUInt(id, value); });
 }
 
-std::uint32_t CRpcMsgBuffer::AddStringA(std::uint32_t id, const char* text,
-                                        std::uint32_t chars) {
+std::uint32_t CRpcMsgBuffer::AddStringA(std::uint32_t id, const char* text, std::uint32_t chars) {
     return Guarded([&] { m_Message.AddStringA(id, text, chars); });
 }
 
@@ -253,7 +265,8 @@ std::uint32_t CRpcMsgBuffer::AddMessage(const CRpcMsgBuffer& child) {
 
 void CRpcMsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
     // A half-built index would point behind the image, so the message is emptied.
-    if (Guarded([&] { m_Message.Load(image, size); }) != Result::kSuccess) Reset(0);
+    if (Guarded([&] { m_Message.Load(image, size); }) != Result::kSuccess)
+        Reset(0);
 }
 
 std::uint32_t CRpcMsgBuffer::GetUInt(std::uint32_t id, std::uint32_t index,
@@ -276,7 +289,8 @@ std::uint32_t CRpcMsgBuffer::GetMessage(std::uint32_t id, std::uint32_t index,
     std::uint32_t code = Result::kFailure;
     const std::uint32_t guard =
         Guarded([&] { code = m_Message.GetMessage(id, index, &child->m_Message); });
-    if (guard == Result::kSuccess) return code;
+    if (guard == Result::kSuccess)
+        return code;
     child->Reset(0);
     return guard;
 }

@@ -21,7 +21,8 @@ public:
     HandlerIds(const HandlerIds&) = delete;
     HandlerIds& operator=(const HandlerIds&) = delete;
     ~HandlerIds() {
-        if (m_bGiven) m_Handler.FreeMsgID(m_pIds);
+        if (m_bGiven)
+            m_Handler.FreeMsgID(m_pIds);
     }
     const std::uint32_t* begin() const { return m_pIds; }
     const std::uint32_t* end() const { return m_bGiven ? m_pIds + m_uiCount : m_pIds; }
@@ -46,7 +47,8 @@ CIPCServerRequestCallbackPtr::CIPCServerRequestCallbackPtr(
 
 CIPCServerRequestCallbackPtr& CIPCServerRequestCallbackPtr::operator=(
     const CIPCServerRequestCallbackPtr& other) {
-    if (this == &other) return *this;
+    if (this == &other)
+        return *this;
     other.m_pControl->uiCount.fetch_add(1);
     Drop();
     m_pControl = other.m_pControl;
@@ -58,7 +60,8 @@ CIPCServerRequestCallbackPtr::~CIPCServerRequestCallbackPtr() {
 }
 
 void CIPCServerRequestCallbackPtr::Drop() {
-    if (m_pControl->uiCount.fetch_sub(1) == 1) delete m_pControl;
+    if (m_pControl->uiCount.fetch_sub(1) == 1)
+        delete m_pControl;
 }
 
 CIPCServerRequestCallback* CIPCServerRequestCallbackPtr::Get() const {
@@ -77,14 +80,16 @@ void CIPCRequestDispatcher::RegisterHandler(CIPCServerRequestCallback* handler) 
     for (const std::uint32_t id : ids) {
         const bool inserted =
             m_mapHandler.emplace(id, CIPCServerRequestCallbackPtr(handler)).second;
-        if (!inserted) WY_LOG_ERROR << L"Register duplicate message id: " << id;
+        if (!inserted)
+            WY_LOG_ERROR << L"Register duplicate message id: " << id;
     }
 }
 
 CIPCRequestDispatcher::HandlerCopy CIPCRequestDispatcher::Find(std::uint32_t id) {
     SingleLock lock(*m_lock);
     const auto found = m_mapHandler.find(id);
-    if (found == m_mapHandler.end()) return nullptr;
+    if (found == m_mapHandler.end())
+        return nullptr;
     return std::make_unique<CIPCServerRequestCallbackPtr>(found->second);
 }
 
@@ -92,7 +97,8 @@ bool CIPCRequestDispatcher::ProcessRequest(CIPCMsgBuffer& in, CIPCMsgBuffer& out
     std::uint32_t id = 0;
     in >> id;
     HandlerCopy handler = Find(id);
-    if (handler == nullptr) handler = Find(kDefaultHandlerId);
+    if (handler == nullptr)
+        handler = Find(kDefaultHandlerId);
     if (handler == nullptr || handler->Get() == nullptr) {
         WY_LOG_ERROR << L"The message id: " << id << L"not found";
         return false;
@@ -109,7 +115,8 @@ bool CIPCRequestDispatcher::ProcessRequest(CIPCMsgBuffer& in, CIPCMsgBuffer& out
 
 bool CIPCRequestDispatcher::EraseIfUnused(std::uint32_t id) {
     const auto found = m_mapHandler.find(id);
-    if (found == m_mapHandler.end() || found->second.GetRefCount() > 1) return false;
+    if (found == m_mapHandler.end() || found->second.GetRefCount() > 1)
+        return false;
     m_mapHandler.erase(found);
     return true;
 }
@@ -123,7 +130,8 @@ void CIPCRequestDispatcher::UnRegisterHandler(CIPCServerRequestCallback* handler
             done = EraseIfUnused(id);
             // Asleep under the lock, so that no new request takes a reference meanwhile; a running
             // one still ends, since dropping a reference needs no lock.
-            if (!done) KrCommon::Synchronize::SleepMilliseconds(kDrainIntervalMs);
+            if (!done)
+                KrCommon::Synchronize::SleepMilliseconds(kDrainIntervalMs);
         }
     }
 }

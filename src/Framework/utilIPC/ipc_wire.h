@@ -37,11 +37,13 @@ constexpr bool kNativeUnits = sizeof(wchar_t) == 2;
 
 // Number of UTF-16 units that the text takes.
 inline std::size_t CountUnits(std::wstring_view text) {
-    if constexpr (kNativeUnits) return text.size();
+    if constexpr (kNativeUnits)
+        return text.size();
     std::size_t units = text.size();
     for (const wchar_t c : text) {
         const auto code = static_cast<std::uint32_t>(c);
-        if (code > 0xffffU) ++units;
+        if (code > 0xffffU)
+            ++units;
     }
     return units;
 }

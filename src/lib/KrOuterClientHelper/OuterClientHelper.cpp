@@ -42,25 +42,21 @@ std::uint32_t TextLength(const std::wstring& text) {
     return static_cast<std::uint32_t>(text.size());
 }
 
-std::uint32_t ReadMailResult(const CRpcDataHandleWrapper& report) {
-    std::uint32_t value = 0;
-    if (report.Get(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, &value) == Result::kSuccess) {
-        return value;
+// The plug-in's verdict in a report. False, with a word in the log, when it is not there.
+bool ReadMailResult(const CRpcDataHandleWrapper& report, std::uint32_t& verdict) {
+    if (report.Get(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, &verdict) == Result::kSuccess) {
+        return true;
     }
     WY_LOG_ERROR << L"get parameter ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT failed";
-    return Result::kInvalidArgument;
+    return false;
 }
 
-// The read that shows whether MAILRESULT was there at all.
-bool HasMailResult(const CRpcDataHandleWrapper& report) {
-    std::uint32_t value = 0;
-    return report.Get(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, &value) == Result::kSuccess;
-}
-
-// Takes the packed answer out of a report; `param` keeps what it held until it is found.
+// Takes the packed answer out of a report and gives the verdict, or 0xe0ff0007 at the first field
+// that is missing.
 std::uint32_t UnpackAnswer(const CRpcDataHandleWrapper& report, CRpcDataHandleWrapper& param) {
-    const std::uint32_t verdict = ReadMailResult(report);
-    if (!HasMailResult(report)) return verdict;
+    std::uint32_t verdict = 0;
+    if (!ReadMailResult(report, verdict))
+        return Result::kInvalidArgument;
     std::uint32_t childId = 0;
     if (report.Get(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, &childId) != Result::kSuccess) {
         WY_LOG_ERROR << L"get parameter ID_DATA_PRODUCTADAPTER_PACKER_PARAM failed";
@@ -88,9 +84,8 @@ std::string CKrRpcClientHelper::m_strRegisterTrackingID;
 CommandClient CKrRpcClientHelper::m_Context{};
 std::uint32_t CKrRpcClientHelper::m_nProductID = 0;
 
-CKrRpcClientHelper::CKrRpcClientHelper(std::uint32_t productId,
-                                       const std::wstring& productIdString, std::uint32_t,
-                                       bool flag, std::uint32_t timeout)
+CKrRpcClientHelper::CKrRpcClientHelper(std::uint32_t productId, const std::wstring& productIdString,
+                                       std::uint32_t, bool flag, std::uint32_t timeout)
     : m_bFlag(flag), m_uiTimeout(timeout) {
     {
         const boost::lock_guard<boost::mutex> lock(m_Mutex);
@@ -122,7 +117,8 @@ std::uint32_t CKrRpcClientHelper::InitProduct(std::uint32_t, const std::wstring&
         return Result::kAlreadyInitialized;
     }
     CRpcClientManager* manager = new (std::nothrow) CRpcClientManager(nullptr, kManagerTimeout);
-    if (manager == nullptr) return Result::kOutOfMemory;
+    if (manager == nullptr)
+        return Result::kOutOfMemory;
     g_pRpcClientManager = manager;
     m_bInited = true;
     return Result::kFailure;
@@ -146,16 +142,19 @@ std::uint32_t CKrRpcClientHelper::UninitProduct() {
         }
     }
     const std::uint32_t result = DestroyContext(&m_Context);
-    if (Result::Failed(result)) WY_LOG_ERROR << L"DestroyContext fail, err=" << WyHex{result};
+    if (Result::Failed(result))
+        WY_LOG_ERROR << L"DestroyContext fail, err=" << WyHex{result};
     m_Context = CommandClient{};
     delete g_pRpcClientManager.exchange(nullptr);
     m_bInited = false;
-    if (Result::Failed(result)) WY_LOG_ERROR << L"UninitProduct fail, err=" << WyHex{result};
+    if (Result::Failed(result))
+        WY_LOG_ERROR << L"UninitProduct fail, err=" << WyHex{result};
     return result;
 }
 
 std::uint32_t CKrRpcClientHelper::DestroyContext(const CommandClient* context) {
-    if (context == nullptr) return Result::kInvalidArgument;
+    if (context == nullptr)
+        return Result::kInvalidArgument;
     std::uint32_t result = Result::kFailure;
     if (!IsFullId(context->szContextID) || !IsFullId(context->szSessionID)) {
         result = Result::kInvalidArgument;
@@ -179,14 +178,16 @@ std::uint32_t CKrRpcClientHelper::EraseAllCallbackOfTrackingID(const std::string
 }
 
 std::uint32_t CKrRpcClientHelper::DestroyRecordOfTrackingID(const std::string& trackingId) {
-    if (trackingId.empty()) return Result::kInvalidArgument;
+    if (trackingId.empty())
+        return Result::kInvalidArgument;
     EraseAllCallbackOfTrackingID(trackingId);
     return CRpcClientManager::EraseTrackingID(trackingId.c_str());
 }
 
 std::uint32_t CKrRpcClientHelper::NewTrackingId(CommandContext& context) const {
     const std::uint32_t code = CRpcClientManager::CreateUUID(context.szTrackingID, kTrackingIdSize);
-    if (Result::Failed(code)) WY_LOG_ERROR << L"Cannot generate tracking ID, err=" << WyHex{code};
+    if (Result::Failed(code))
+        WY_LOG_ERROR << L"Cannot generate tracking ID, err=" << WyHex{code};
     return code;
 }
 
@@ -194,7 +195,8 @@ std::uint32_t CKrRpcClientHelper::ExecuteWithRenewal(CommandContext& context,
                                                      TrackingCallback callback,
                                                      CommandResult& result) {
     std::uint32_t code = CRpcClientManager::ExecuteCommand(&context, callback, &result);
-    if (code != Result::kUnknownClient) return code;
+    if (code != Result::kUnknownClient)
+        return code;
     WY_LOG_WARN << L"not register yet. register this client helper to service now. nProductID="
                 << m_nProductID;
     CRpcClientManager::DestroyReport(&result.pReport);
@@ -206,17 +208,16 @@ std::uint32_t CKrRpcClientHelper::ExecuteWithRenewal(CommandContext& context,
     return CRpcClientManager::ExecuteCommand(&context, callback, &result);
 }
 
-std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId,
-                                                         std::uint32_t mailId,
+std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
                                                          const JsonDocument& input,
                                                          JsonDocument& output, bool mailFlag) {
     std::wstring text = input.ToCompactString();
     std::uint32_t result = Result::kSuccess;
     {
         CRpcDataHandleWrapper param(RPC_MSG_PRODUCT_DATA);
-        result = param.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text.c_str(),
-                           TextLength(text));
-        if (Result::Failed(result)) return result;
+        result = param.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text.c_str(), TextLength(text));
+        if (Result::Failed(result))
+            return result;
         text = std::wstring();
         param.Set(ID_DATA_PRODUCTADAPTER_COMM_MAIL_FLAG, mailFlag);
         result = SendMail2ProductPlugin(destId, mailId, param);
@@ -226,19 +227,18 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId,
         }
         const std::uint32_t code = param.Get(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text);
         if (Result::Failed(code)) {
-            WY_LOG_ERROR
-                << L"get parameter ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING failed, err="
-                << WyHex{code};
+            WY_LOG_ERROR << L"get parameter ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING failed, err="
+                         << WyHex{code};
         }
     }
     // The message is gone by now, so that a large answer is not held beside its own document.
-    if (output.Parse(text) != JsonDocument::kOk) output.Clear();
+    if (output.Parse(text) != JsonDocument::kOk)
+        output.Clear();
     WY_LOG_INFO << L"after invoking ParseJsonString, ret=" << output.Status();
     return result;
 }
 
-std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId,
-                                                         std::uint32_t mailId,
+std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
                                                          CRpcDataHandleWrapper& param) {
     const std::uint32_t processId = OuterClientPlatform::CurrentProcessId();
     const std::uint32_t threadId = OuterClientPlatform::CurrentThreadId();
@@ -247,7 +247,8 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId,
     exchange.context.uiCommandId = IPC_MSG_SEND_MAIL;
     exchange.context.iFlag = 1;
     std::uint32_t result = NewTrackingId(exchange.context);
-    if (Result::Failed(result)) return result;
+    if (Result::Failed(result))
+        return result;
     {
         CRpcDataHandleWrapper outer(RPC_MSG_PRODUCT_DATA);
         outer.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, param.GetMsgId());
@@ -256,7 +257,8 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId,
         param.Set(ID_DATA_PRODUCTADAPTER_COMM_DEST_ID, destId);
         param.Set(ID_DATA_PRODUCTADAPTER_COMM_MAIL_ID, mailId);
         result = outer.Set(param);
-        if (Result::Failed(result)) return result;
+        if (Result::Failed(result))
+            return result;
         exchange.Pack(outer);
     }
     WY_LOG_INFO << L"SendMail2ProductPlugin from outer process, process id=" << processId
@@ -270,13 +272,13 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId,
     return UnpackAnswer(CRpcDataHandleWrapper(exchange.result.pReport), param);
 }
 
-std::uint32_t CKrRpcClientHelper::RegisterProcess(const wchar_t* processName,
-                                                  EventEntry callback) {
+std::uint32_t CKrRpcClientHelper::RegisterProcess(const wchar_t* processName, EventEntry callback) {
     if (m_bRegistered) {
         WY_LOG_WARN << L"The process has been registered";
         return Result::kAlreadyInitialized;
     }
-    if (processName == nullptr || callback == nullptr) return Result::kInvalidArgument;
+    if (processName == nullptr || callback == nullptr)
+        return Result::kInvalidArgument;
     g_fnCallback.exchange(callback);
     Exchange exchange;
     exchange.context.client = m_Context;
@@ -299,12 +301,16 @@ std::uint32_t CKrRpcClientHelper::RegisterProcess(const wchar_t* processName,
     if (Result::Failed(result)) {
         WY_LOG_ERROR << L"executing command failed, err=" << WyHex{result};
     } else {
-        const CRpcDataHandleWrapper report(exchange.result.pReport);
-        result = ReadMailResult(report);
-        if (HasMailResult(report)) m_bRegistered = true;
+        const bool read = ReadMailResult(CRpcDataHandleWrapper(exchange.result.pReport), result);
+        // Registered whatever the verdict is: the service has this process in its books.
+        if (read)
+            m_bRegistered = true;
+        if (!read)
+            result = Result::kInvalidArgument;
     }
     m_strRegisterTrackingID = exchange.context.szTrackingID;
-    if (Result::Succeeded(result)) StartMonitor(name);
+    if (Result::Succeeded(result))
+        StartMonitor(name);
     return result;
 }
 
@@ -319,14 +325,16 @@ void CKrRpcClientHelper::StartMonitor(const std::wstring& processName) {
 }
 
 std::uint32_t CKrRpcClientHelper::UnregisterProcess() {
-    if (!m_bRegistered) return Result::kSuccess;
-    OuterClientMonitor::SignalStopEvent(m_hStopEvent);
+    if (!m_bRegistered)
+        return Result::kSuccess;
+    OuterClientMonitor::SignalStopEvent(m_hStopEvent.get());
     Exchange exchange;
     exchange.context.client = m_Context;
     exchange.context.uiCommandId = IPC_MSG_UNREGISTER_PROCESS;
     exchange.context.iFlag = 1;
     std::uint32_t result = NewTrackingId(exchange.context);
-    if (Result::Failed(result)) return result;
+    if (Result::Failed(result))
+        return result;
     {
         CRpcDataHandleWrapper data(RPC_MSG_PRODUCT_DATA);
         data.Set(ID_DATA_PRODUCTADAPTER_COMM_PROCESS_ID, OuterClientPlatform::CurrentProcessId());
@@ -336,7 +344,9 @@ std::uint32_t CKrRpcClientHelper::UnregisterProcess() {
     if (Result::Failed(result)) {
         WY_LOG_ERROR << L"executing command failed, err=" << WyHex{result};
     } else {
-        result = ReadMailResult(CRpcDataHandleWrapper(exchange.result.pReport));
+        const bool read = ReadMailResult(CRpcDataHandleWrapper(exchange.result.pReport), result);
+        if (!read)
+            result = Result::kInvalidArgument;
     }
     g_fnCallback.exchange(nullptr);
     m_bRegistered = false;
@@ -346,12 +356,12 @@ std::uint32_t CKrRpcClientHelper::UnregisterProcess() {
 int CKrRpcClientHelper::RegisterProcessCallback(const char*, CommandResult* in,
                                                 CommandResult* out) {
     try {
-        return static_cast<int>(DeliverEvent(*in, *out));
+        out->iResult = DeliverEvent(*in, *out);
     } catch (const std::exception& error) {
         WY_LOG_ERROR << L"The event could not be delivered: " << error.what();
         out->iResult = Result::kOutOfMemory;
-        return static_cast<int>(Result::kOutOfMemory);
     }
+    return static_cast<int>(out->iResult);
 }
 
 std::uint32_t CKrRpcClientHelper::DeliverEvent(const CommandResult& in, CommandResult& out) {
@@ -378,7 +388,6 @@ std::uint32_t CKrRpcClientHelper::DeliverEvent(const CommandResult& in, CommandR
     text = document.ToCompactString();
     CRpcDataHandleWrapper answer(RPC_MSG_PRODUCT_DATA);
     answer.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text.c_str(), TextLength(text));
-    out.iResult = result;
     out.uiReportId = RPC_MSG_PRODUCT_DATA;
     RpcDataShare(&answer.Handle(), &out.pReport);
     return result;

@@ -86,17 +86,19 @@ public:
                                        CommandResult* out);
 
 private:
-    friend     std::uint32_t ExecuteWithRenewal(CommandContext& context, TrackingCallback callback,
+    friend class OuterClientReconnect;
+
+    std::uint32_t ExecuteWithRenewal(CommandContext& context, TrackingCallback callback,
                                      CommandResult& result);
     std::uint32_t NewTrackingId(CommandContext& context) const;
     void StartMonitor(const std::wstring& processName);
     static std::uint32_t DeliverEvent(const CommandResult& in, CommandResult& out);
 
     std::wstring m_strProcessName;
-    bool m_bFlag;
-    std::uint32_t m_uiTimeout;
+    [[maybe_unused]] bool m_bFlag;
+    [[maybe_unused]] std::uint32_t m_uiTimeout;
     OuterClientMonitor::LinkPtr m_pLink;
-    void* m_hStopEvent = nullptr;
+    OuterClientMonitor::EventPtr m_hStopEvent;
 
     static std::uint32_t m_uiRefCnt;
     static std::atomic<bool> m_bInited;

@@ -22,12 +22,16 @@ struct Link {
 };
 using LinkPtr = boost::shared_ptr<Link>;
 
-// A new stop event, auto-reset and not signalled (CreateEventW); null without one.
-void* CreateStopEvent();
+// An event handle that closes with its last holder: the helper and the thread both need it, and
+// either may be the last.
+using EventPtr = boost::shared_ptr<void>;
+
+// A new stop event, auto-reset, not signalled, without a name (CreateEventW); null without one.
+EventPtr CreateStopEvent();
 void SignalStopEvent(void* stopEvent);
 
-// Starts the monitor thread of one registration. The thread owns `stopEvent` from then on.
-void StartThread(const LinkPtr& link, void* stopEvent);
+// Starts the monitor thread of one registration.
+void StartThread(const LinkPtr& link, const EventPtr& stopEvent);
 
 }  // namespace OuterClientMonitor
 

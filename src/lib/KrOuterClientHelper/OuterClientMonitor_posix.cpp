@@ -4,13 +4,13 @@
 
 #include "lib/KrOuterClientHelper/OuterClientMonitor.h"
 
-void* OuterClientMonitor::CreateStopEvent() {
-    return nullptr;
+OuterClientMonitor::EventPtr OuterClientMonitor::CreateStopEvent() {
+    return {};
 }
 
 void OuterClientMonitor::SignalStopEvent(void*) {}
 
-void OuterClientMonitor::StartThread(const LinkPtr&, void*) {}
+void OuterClientMonitor::StartThread(const LinkPtr&, const EventPtr&) {}
 
 std::uint32_t OuterClientPlatform::CurrentProcessId() {
     return static_cast<std::uint32_t>(getpid());

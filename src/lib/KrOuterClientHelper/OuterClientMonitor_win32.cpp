@@ -19,7 +19,7 @@ constexpr DWORD kNoPrivilege = static_cast<DWORD>(-1);
 
 struct Start {
     OuterClientMonitor::LinkPtr link;
-    HANDLE stopEvent;
+    OuterClientMonitor::EventPtr stopEvent;
     HMODULE module;  // keeps the library loaded while the thread runs in it
 };
 
@@ -48,13 +48,11 @@ DWORD Watch(const Start& start) {
         return kNoPrivilege;
     }
     const auto service = reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(number));
-    const HANDLE handles[] = {service, start.stopEvent};
+    const HANDLE handles[] = {service, start.stopEvent.get()};
     const DWORD woken = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
-    if (woken == WAIT_OBJECT_0 + 1) {
-        CloseHandle(start.stopEvent);
+    // The handle of a service that lives on is left open here.
+    if (woken != WAIT_OBJECT_0)
         return 0;
-    }
-    if (woken != WAIT_OBJECT_0) return 0;
     CloseHandle(service);
     Reconnect(*start.link);
     return 0;
@@ -78,24 +76,28 @@ DWORD WINAPI ThreadEntry(void* argument) {
 
 }  // namespace
 
-void* OuterClientMonitor::CreateStopEvent() {
-    return CreateEventW(nullptr, FALSE, FALSE, nullptr);
+OuterClientMonitor::EventPtr OuterClientMonitor::CreateStopEvent() {
+    const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    return event != nullptr ? EventPtr(event, CloseHandle) : EventPtr();
 }
 
 void OuterClientMonitor::SignalStopEvent(void* stopEvent) {
-    if (stopEvent != nullptr) SetEvent(stopEvent);
+    if (stopEvent != nullptr)
+        SetEvent(stopEvent);
 }
 
-void OuterClientMonitor::StartThread(const LinkPtr& link, void* stopEvent) {
+void OuterClientMonitor::StartThread(const LinkPtr& link, const EventPtr& stopEvent) {
     auto start = std::unique_ptr<Start>(new (std::nothrow) Start{link, stopEvent, nullptr});
-    if (start == nullptr) return;
+    if (start == nullptr)
+        return;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
                        reinterpret_cast<LPCWSTR>(&ThreadEntry), &start->module);
     const HANDLE thread = CreateThread(nullptr, 0, ThreadEntry, start.get(), 0, nullptr);
     if (thread == nullptr) {
         WY_LOG_ERROR << L"The monitor of the service could not be started, error = "
                      << GetLastError();
-        if (start->module != nullptr) FreeLibrary(start->module);
+        if (start->module != nullptr)
+            FreeLibrary(start->module);
         return;
     }
     start.release();

@@ -28,8 +28,8 @@ class JsonDocument {
 public:
     // Values of Status().
     static constexpr std::uint32_t kOk = 0;
-    static constexpr std::uint32_t kOutOfMemory = 14;   // ERROR_OUTOFMEMORY
-    static constexpr std::uint32_t kBadArgument = 87;   // ERROR_INVALID_PARAMETER
+    static constexpr std::uint32_t kOutOfMemory = 14;  // ERROR_OUTOFMEMORY
+    static constexpr std::uint32_t kBadArgument = 87;  // ERROR_INVALID_PARAMETER
 
     // An empty document: the null value.
     JsonDocument();

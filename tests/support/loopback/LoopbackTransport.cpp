@@ -1,0 +1,160 @@
+#include "support/loopback/LoopbackTransport.h"
+
+#include <condition_variable>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+
+#include "utilRPC/IdlServerHelper.h"
+#include "utilRPC/rpc_EndpointMap.h"
+#include "utilRPC/rpc_client.h"
+#include "utilRPC/rpc_server.h"
+
+namespace Loopback {
+
+namespace {
+
+constexpr std::uint32_t kSendRequestLine = 105;
+
+// All endpoints of the process. Endpoints of the server stay, as on the platform; whether the
+// interface is registered decides if they answer.
+struct Exchange {
+    std::mutex mutex;
+    std::condition_variable idle;
+    std::map<std::wstring, std::shared_ptr<Service>> services;
+    std::map<std::wstring, int> runningServices;
+    std::set<std::wstring> serverEndpoints;
+    bool serverRegistered = false;
+    int runningServerCalls = 0;
+};
+
+Exchange& TheExchange() {
+    static Exchange exchange;
+    return exchange;
+}
+
+[[noreturn]] void Raise(std::uint32_t status) {
+    throw OS::CException(status, L"rpc_client", kSendRequestLine);
+}
+
+Bytes CallServer(const Bytes& request) {
+    std::int32_t size = 0;
+    std::uint8_t* block = nullptr;
+    IdlServerHelper::ServeRequest(static_cast<std::int32_t>(request.size()), request.data(), &size,
+                                  &block);
+    Bytes reply;
+    if (block != nullptr && size > 0)
+        reply.assign(block, block + size);
+    std::free(block);
+    return reply;
+}
+
+}  // namespace
+
+Endpoint::Endpoint(std::wstring name, Service service) : m_strName(std::move(name)) {
+    Exchange& exchange = TheExchange();
+    const std::lock_guard lock(exchange.mutex);
+    exchange.services[m_strName] = std::make_shared<Service>(std::move(service));
+}
+
+Endpoint::~Endpoint() {
+    Exchange& exchange = TheExchange();
+    std::unique_lock lock(exchange.mutex);
+    exchange.services.erase(m_strName);
+    exchange.idle.wait(lock, [&] { return exchange.runningServices[m_strName] == 0; });
+    exchange.runningServices.erase(m_strName);
+}
+
+bool IsOpen(const std::wstring& name) {
+    Exchange& exchange = TheExchange();
+    const std::lock_guard lock(exchange.mutex);
+    return exchange.services.contains(name) ||
+           (exchange.serverRegistered && exchange.serverEndpoints.contains(name));
+}
+
+Bytes Send(const std::wstring& name, const Bytes& request) {
+    Exchange& exchange = TheExchange();
+    std::shared_ptr<Service> service;
+    {
+        const std::lock_guard lock(exchange.mutex);
+        const auto found = exchange.services.find(name);
+        if (found != exchange.services.end()) {
+            service = found->second;
+            ++exchange.runningServices[name];
+        } else if (exchange.serverRegistered && exchange.serverEndpoints.contains(name)) {
+            ++exchange.runningServerCalls;
+        } else {
+            Raise(kServerUnavailable);
+        }
+    }
+    Bytes reply;
+    std::uint32_t failure = 0;
+    try {
+        reply = service != nullptr ? (*service)(request) : CallServer(request);
+    } catch (const std::uint32_t status) {
+        failure = status;
+    }
+    {
+        const std::lock_guard lock(exchange.mutex);
+        --(service != nullptr ? exchange.runningServices[name] : exchange.runningServerCalls);
+        exchange.idle.notify_all();
+    }
+    if (failure != 0)
+        Raise(failure);
+    return reply;
+}
+
+}  // namespace Loopback
+
+void CRPCClient::Create(const CComponentID& component, const CIPCParameter& parameter) {
+    m_Parameter = static_cast<const CRPCClientParameter&>(parameter);
+    const std::wstring endpoint = RpcProtocol::FormEndpoint(component, m_Parameter.GetProtocol());
+    m_hBinding = new std::wstring(endpoint);
+}
+
+void CRPCClient::Destroy() {
+    delete static_cast<std::wstring*>(m_hBinding);
+    m_hBinding = nullptr;
+    m_pszStringBinding = nullptr;
+}
+
+void CRPCClient::SendRequest(CIPCMsgBuffer& in, CIPCMsgBuffer& out, std::uint32_t) {
+    if (in.GetLength() < 1)
+        return;
+    const Loopback::Bytes request(in.GetData(), in.GetData() + in.GetLength());
+    const Loopback::Bytes reply =
+        Loopback::Send(*static_cast<const std::wstring*>(m_hBinding), request);
+    if (!reply.empty())
+        out.WriteBytes(reply.data(), static_cast<std::uint32_t>(reply.size()));
+}
+
+std::uint32_t CRPCServer::Create(const CComponentID& component, const CIPCParameter& parameter) {
+    m_ComponentID = component;
+    m_Parameter = static_cast<const CRPCServerParameter&>(parameter);
+    {
+        Loopback::Exchange& exchange = Loopback::TheExchange();
+        const std::lock_guard lock(exchange.mutex);
+        exchange.serverRegistered = true;
+    }
+    AddNewEndpoint(component);
+    return 0;
+}
+
+void CRPCServer::AddNewEndpoint(const CComponentID& component) {
+    Loopback::Exchange& exchange = Loopback::TheExchange();
+    const std::lock_guard lock(exchange.mutex);
+    exchange.serverEndpoints.insert(RpcProtocol::FormEndpoint(component, GetProtocol()));
+}
+
+void CRPCServer::Shutdown(std::uint32_t) {
+    Loopback::Exchange& exchange = Loopback::TheExchange();
+    std::unique_lock lock(exchange.mutex);
+    exchange.serverRegistered = false;
+    exchange.idle.wait(lock, [&] { return exchange.runningServerCalls == 0; });
+}
+
+IdlServerHelper::WorkerThreadScope::WorkerThreadScope() : m_bInitialized(false) {}
+
+IdlServerHelper::WorkerThreadScope::~WorkerThreadScope() = default;
