@@ -36,10 +36,20 @@ function(wy_add_gtest name)
   if(arg_SLOW)
     set(speed slow)
   endif()
+  # GoogleTest's headers are compiled once, not once per test source.
+  if(NOT TARGET wy_test_headers)
+    # A program, because its compiler options must be those of the test programs.
+    file(CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/wy_test_headers.cpp" CONTENT "int main() {}\n")
+    add_executable(wy_test_headers "${CMAKE_BINARY_DIR}/wy_test_headers.cpp")
+    target_link_libraries(wy_test_headers PRIVATE GTest::gmock)
+    target_precompile_headers(wy_test_headers PRIVATE
+      <gmock/gmock.h> <gtest/gtest.h> <algorithm> <cstring> <functional> <map> <string> <vector>)
+  endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main GTest::gmock GTest::gtest
                                         Threads::Threads)
   target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  target_precompile_headers(${name} REUSE_FROM wy_test_headers)
   foreach(item IN LISTS arg_DATA)
     file(COPY "${CMAKE_CURRENT_SOURCE_DIR}/${item}" DESTINATION "${CMAKE_BINARY_DIR}/bin/data")
   endforeach()
