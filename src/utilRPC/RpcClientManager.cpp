@@ -114,14 +114,6 @@ std::uint32_t CRpcClientManager::CreateUUID(char* dst, std::uint32_t len) {
     return Result::kSuccess;
 }
 
-void CRpcClientManager::FillMain(CRpcMainMsg& main, std::uint32_t bodyId,
-                                 const CRpcDataHandleWrapper& body) const {
-    std::copy_n(m_szClientSessionKey, RpcMessages::kIdLength, main.szClientSessionKey);
-    main.uiReserved = 0;
-    main.uiBodyId = bodyId;
-    main.Body.Assign(body);
-}
-
 std::uint32_t CRpcClientManager::ExecuteCommand(CommandContext* context, TrackingCallback callback,
                                                 CommandResult* result) {
     CRpcClientManager* manager = g_pRpcClientManager;
@@ -137,13 +129,7 @@ std::uint32_t CRpcClientManager::ExecuteCommand(CommandContext* context, Trackin
     std::uint32_t code = Result::kFailure;
     {
         CRpcDataHandleWrapper message(RPC_MSG_MAIN);
-        {
-            CRpcDataHandleWrapper command(RPC_MSG_COMMAND);
-            RpcMessages::EncodeCommand(*context, command);
-            CRpcMainMsg main;
-            manager->FillMain(main, RPC_MSG_COMMAND, command);
-            RpcMessages::EncodeMain(main, message);
-        }
+        RpcMessages::EncodeMainCommand(manager->m_szClientSessionKey, *context, message);
         code = SendRequestWithData(context->uiCommandId, message, reply, manager->m_pPluginOrg);
     }
     if (Result::Succeeded(code)) {
@@ -159,12 +145,8 @@ std::uint32_t CRpcClientManager::DestroyContext(const CommandClient* client) {
     const CRpcClientManager* manager = g_pRpcClientManager;
     if (manager == nullptr || client == nullptr)
         return Result::kFailure;
-    CRpcDataHandleWrapper context(RPC_MSG_CONTEXT);
-    RpcMessages::EncodeContext(*client, context);
-    CRpcMainMsg main;
-    manager->FillMain(main, RPC_MSG_CONTEXT, context);
     CRpcDataHandleWrapper message(RPC_MSG_MAIN);
-    RpcMessages::EncodeMain(main, message);
+    RpcMessages::EncodeMainContext(manager->m_szClientSessionKey, *client, message);
     return SendRequest(message, manager->m_pPluginOrg);
 }
 

@@ -60,7 +60,6 @@ public:
 private:
     void CommandResultProcess(const CRpcDataHandleWrapper& message, CIPCMsgBuffer& out);
     static void ReplyResult(const CommandResult& reply, CIPCMsgBuffer& out);
-    void FillMain(CRpcMainMsg& main, std::uint32_t bodyId, const CRpcDataHandleWrapper& body) const;
 
     CRpcTrackingTable m_Tracking;
     char m_szClientSessionKey[38];

@@ -9,6 +9,9 @@
 
 namespace {
 
+// What the records around a command's data take, names and identifiers at their longest.
+constexpr std::uint32_t kFixedSize = 1024;
+
 // A fixed field is terminated by its owner; the search is bounded all the same.
 template <std::size_t N>
 std::uint32_t FieldLength(const char (&field)[N]) {
@@ -36,25 +39,39 @@ void GetIdField(const CRpcDataHandleWrapper& message, std::uint32_t id, char (&f
 }
 
 void EncodeVersion(const CommandClient& client, CRpcDataHandleWrapper& message) {
+    const CRpcNestedMessage version(message, RPC_MSG_VERSION);
     message.Set(ID_DATA_VERSION_MAJOR, client.uiVersion[0]);
     message.Set(ID_DATA_VERSION_MINOR, client.uiVersion[1]);
     message.Set(ID_DATA_VERSION_BUILD, client.uiVersion[2]);
 }
 
 void EncodeClientInfo(const CommandClient& client, CRpcDataHandleWrapper& message) {
-    CRpcDataHandleWrapper version(RPC_MSG_VERSION);
-    EncodeVersion(client, version);
+    const CRpcNestedMessage info(message, RPC_MSG_CLIENT_INFO);
     message.Set(ID_DATA_CLIENT_TYPE, client.uiClientType);
     message.Set(ID_DATA_CLIENT_NAME, client.wszClientName, FieldLength(client.wszClientName));
-    message.Set(version);
+    EncodeVersion(client, message);
 }
 
 void EncodeSession(const CommandClient& client, CRpcDataHandleWrapper& message) {
-    CRpcDataHandleWrapper info(RPC_MSG_CLIENT_INFO);
-    EncodeClientInfo(client, info);
+    const CRpcNestedMessage session(message, RPC_MSG_SESSION);
     SetField(message, ID_DATA_SESSION_ID, client.szSessionID);
     SetField(message, ID_DATA_CLIENT_KEY, client.szClientSessionKey);
-    message.Set(info);
+    EncodeClientInfo(client, message);
+}
+
+void EncodeContext(const CommandClient& client, CRpcDataHandleWrapper& message) {
+    const CRpcNestedMessage context(message, RPC_MSG_CONTEXT);
+    SetField(message, ID_DATA_TRACKING_ID, client.szContextID);
+    EncodeSession(client, message);
+}
+
+void EncodeCommand(const CommandContext& context, CRpcDataHandleWrapper& message) {
+    const CRpcNestedMessage command(message, RPC_MSG_COMMAND);
+    EncodeContext(context.client, message);
+    SetField(message, ID_DATA_TRACKING_ID, context.szTrackingID);
+    message.Set(ID_DATA_COMMAND_ID, context.uiCommandId);
+    message.Set(ID_DATA_COMMAND_FLAG, context.iFlag);
+    message.Set(context.hData);
 }
 
 void DecodeClientInfo(const CRpcDataHandleWrapper& message, CommandClient& client) {
@@ -84,27 +101,23 @@ void DecodeContext(const CRpcDataHandleWrapper& message, CommandClient& client) 
 
 }  // namespace
 
-void RpcMessages::EncodeContext(const CommandClient& client, CRpcDataHandleWrapper& message) {
-    CRpcDataHandleWrapper session(RPC_MSG_SESSION);
-    EncodeSession(client, session);
-    SetField(message, ID_DATA_TRACKING_ID, client.szContextID);
-    message.Set(session);
+void RpcMessages::EncodeMainCommand(const char* sessionKey, const CommandContext& context,
+                                    CRpcDataHandleWrapper& message) {
+    std::uint32_t dataSize = 0;
+    RpcDataGetSize(&context.hData, &dataSize);
+    message.Reserve(dataSize + kFixedSize);
+    message.Set(ID_DATA_CLIENT_SESSION_KEY, sessionKey,
+                static_cast<std::uint32_t>(std::strlen(sessionKey)));
+    message.Set(ID_DATA_BODY_ID, RPC_MSG_COMMAND);
+    EncodeCommand(context, message);
 }
 
-void RpcMessages::EncodeCommand(const CommandContext& context, CRpcDataHandleWrapper& message) {
-    CRpcDataHandleWrapper client(RPC_MSG_CONTEXT);
-    EncodeContext(context.client, client);
-    message.Set(client);
-    SetField(message, ID_DATA_TRACKING_ID, context.szTrackingID);
-    message.Set(ID_DATA_COMMAND_ID, context.uiCommandId);
-    message.Set(ID_DATA_COMMAND_FLAG, context.iFlag);
-    message.Set(context.hData);
-}
-
-void RpcMessages::EncodeMain(const CRpcMainMsg& main, CRpcDataHandleWrapper& message) {
-    SetField(message, ID_DATA_CLIENT_SESSION_KEY, main.szClientSessionKey);
-    message.Set(ID_DATA_BODY_ID, main.uiBodyId);
-    message.Set(main.Body);
+void RpcMessages::EncodeMainContext(const char* sessionKey, const CommandClient& client,
+                                    CRpcDataHandleWrapper& message) {
+    message.Set(ID_DATA_CLIENT_SESSION_KEY, sessionKey,
+                static_cast<std::uint32_t>(std::strlen(sessionKey)));
+    message.Set(ID_DATA_BODY_ID, RPC_MSG_CONTEXT);
+    EncodeContext(client, message);
 }
 
 void RpcMessages::EncodeResult(const CommandResult& result, CRpcDataHandleWrapper& message) {

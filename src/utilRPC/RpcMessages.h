@@ -35,7 +35,7 @@ struct CommandResult {
     void* pContext;
 };
 
-// The outer message in memory.
+// The outer message as its receiver sees it.
 class CRpcMainMsg {
 public:
     CRpcMainMsg() = default;
@@ -52,11 +52,14 @@ namespace RpcMessages {
 // Number of characters of an identifier.
 constexpr std::uint32_t kIdLength = 36;
 
-// Writers. Each fills a message of the structure's id: RPC_MSG_CONTEXT, RPC_MSG_COMMAND,
-// RPC_MSG_MAIN with a command, RPC_MSG_MAIN in result form.
-void EncodeContext(const CommandClient& client, CRpcDataHandleWrapper& message);
-void EncodeCommand(const CommandContext& context, CRpcDataHandleWrapper& message);
-void EncodeMain(const CRpcMainMsg& main, CRpcDataHandleWrapper& message);
+// Writers. Each fills an empty message of the structure's id, children in place.
+//
+// RPC_MSG_MAIN with a command, or with the context that is to be given up:
+void EncodeMainCommand(const char* sessionKey, const CommandContext& context,
+                       CRpcDataHandleWrapper& message);
+void EncodeMainContext(const char* sessionKey, const CommandClient& client,
+                       CRpcDataHandleWrapper& message);
+// RPC_MSG_MAIN in result form:
 void EncodeResult(const CommandResult& result, CRpcDataHandleWrapper& message);
 
 // Readers, the counterparts for the receiving side. A field that is absent or of a wrong type is

@@ -1,5 +1,6 @@
 #include "Framework/utilIPC/ipc_data_handle.h"
 
+#include <boost/make_shared.hpp>
 #include <boost/shared_ptr.hpp>
 #include <cstring>
 #include <cwchar>
@@ -14,9 +15,6 @@ namespace {
 
 using Holder = boost::shared_ptr<CRpcMsgBuffer>;
 
-// Text up to this many characters is read through a buffer on the stack.
-constexpr std::uint32_t kStackChars = 1024;
-
 Holder* HolderOf(const RpcDataHandle* handle) {
     return handle != nullptr ? static_cast<Holder*>(handle->pHolder) : nullptr;
 }
@@ -28,7 +26,7 @@ CRpcMsgBuffer* MessageOf(const RpcDataHandle& handle) {
 
 Holder* NewMessage(std::uint32_t msgId) {
     try {
-        return new Holder(new CRpcMsgBuffer(msgId));
+        return new Holder(boost::make_shared<CRpcMsgBuffer>(msgId));
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -48,15 +46,12 @@ std::uint32_t ReadText(Read read, Text& out) {
     if (count == 0)
         return sizeCode;
     try {
-        if (count <= kStackChars) {
-            typename Text::value_type buffer[kStackChars + 1] = {};
-            const std::uint32_t code = read(buffer, count + 1, &count);
-            out.assign(buffer, count);
-            return code;
-        }
-        // Longer text is read where it will stay; its own terminator has room behind the end.
+        // Read where it will stay; the text's own terminator has room behind its end. A pair of
+        // surrogates may make the text shorter than its units.
         out.resize(count);
-        return read(out.data(), count + 1, &count);
+        const std::uint32_t code = read(out.data(), count + 1, &count);
+        out.resize(count);
+        return code;
     } catch (const std::bad_alloc&) {
         out.clear();
         return Result::kOutOfMemory;
@@ -294,4 +289,21 @@ std::uint32_t CRpcDataHandleWrapper::Load(const std::uint8_t* image, std::uint32
 
 std::uint32_t CRpcDataHandleWrapper::CloneTo(RpcDataHandle* out) const {
     return RpcDataClone(&m_hData, out);
+}
+
+void CRpcDataHandleWrapper::Reserve(std::uint32_t size) {
+    if (CRpcMsgBuffer* message = MessageOf(m_hData); message != nullptr) {
+        message->Reserve(size);
+    }
+}
+
+std::uint32_t CRpcDataHandleWrapper::OpenMessage(std::uint32_t id, std::uint32_t* opened) {
+    CRpcMsgBuffer* message = MessageOf(m_hData);
+    return message != nullptr ? message->OpenMessage(id, opened) : Result::kFailure;
+}
+
+void CRpcDataHandleWrapper::CloseMessage(std::uint32_t opened) {
+    if (CRpcMsgBuffer* message = MessageOf(m_hData); message != nullptr) {
+        message->CloseMessage(opened);
+    }
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Common/KrCommon/KrComn_Result.h"
 #include "Framework/utilIPC/ipc_param_message.h"
 
 // A reference to a shared message that may be copied bit by bit as a weak reference.
@@ -91,10 +92,37 @@ public:
     std::uint32_t Load(const std::uint8_t* image, std::uint32_t size);
     std::uint32_t CloneTo(RpcDataHandle* out) const;
 
+    // Makes room for an image of that many bytes in all; a hint, and no failure.
+    void Reserve(std::uint32_t size);
+
+    // Begin and end a nested message that is written in place; see CRpcNestedMessage.
+    std::uint32_t OpenMessage(std::uint32_t id, std::uint32_t* opened);
+    void CloseMessage(std::uint32_t opened);
+
     // The wrapper's own reference, lent.
     const RpcDataHandle& Handle() const { return m_hData; }
 
 private:
     RpcDataHandle m_hData;
     std::vector<std::uint8_t> m_vecScratch;  // always empty
+};
+
+// A nested message that is written in place: what is set on the parent while this lives is inside
+// it. Scopes may nest. Saves the child, its copy and its allocations where nobody else needs it.
+class CRpcNestedMessage {
+public:
+    CRpcNestedMessage(CRpcDataHandleWrapper& parent, std::uint32_t id)
+        : m_Parent(parent),
+          m_bOpened(KrCommon::Result::Succeeded(parent.OpenMessage(id, &m_uiOpened))) {}
+    CRpcNestedMessage(const CRpcNestedMessage&) = delete;
+    CRpcNestedMessage& operator=(const CRpcNestedMessage&) = delete;
+    ~CRpcNestedMessage() {
+        if (m_bOpened)
+            m_Parent.CloseMessage(m_uiOpened);
+    }
+
+private:
+    CRpcDataHandleWrapper& m_Parent;
+    std::uint32_t m_uiOpened = 0;
+    bool m_bOpened;
 };

@@ -28,46 +28,56 @@ std::uint32_t CopiedLength(std::uint32_t type, std::uint32_t length) {
     return length > terminator ? length - terminator : 0;
 }
 
+// Walks the records of an image. Next() is false at the end and at a record that reaches behind it;
+// AtEnd() tells the two apart.
+class RecordWalk {
+public:
+    RecordWalk(const std::uint8_t* image, std::uint32_t size) : m_pImage(image), m_uiSize(size) {}
+
+    bool Next(ParamIndexEntry& entry) {
+        if (m_uiPosition + MsgBuffer::kHeaderSize > m_uiSize)
+            return false;
+        const std::uint8_t* header = m_pImage + m_uiPosition;
+        m_uiPosition += MsgBuffer::kHeaderSize;
+        entry = {Wire::LoadUInt32(header), Wire::LoadUInt32(header + kTypeOffset),
+                 Wire::LoadUInt32(header + kLengthOffset),
+                 static_cast<std::uint32_t>(m_uiPosition)};
+        m_uiPosition += entry.uiLength;
+        return m_uiPosition <= m_uiSize;
+    }
+    bool AtEnd() const { return m_uiPosition == m_uiSize; }
+
+private:
+    const std::uint8_t* m_pImage;
+    std::uint64_t m_uiSize;
+    std::uint64_t m_uiPosition = MsgBuffer::kHeaderSize;
+};
+
+// Most messages of one command fit without a second allocation.
+constexpr std::size_t kUsualSize = 256;
+
 }  // namespace
 
 MsgBuffer::MsgBuffer(std::uint32_t id) {
+    m_vecData.reserve(kUsualSize);
     Reset(id);
 }
 
 void MsgBuffer::Reset(std::uint32_t id, std::uint32_t type) {
-    m_mapIndex.clear();
-    m_pExternal = nullptr;
-    m_uiExternalSize = 0;
+    m_vecHidden.clear();
     m_vecData.assign(kHeaderSize, 0);
     StoreHeader(m_vecData.data(), id, type, 0);
 }
 
-void MsgBuffer::AdoptAlias() {
-    if (m_pExternal == nullptr)
-        return;
-    m_vecData.assign(m_pExternal, m_pExternal + m_uiExternalSize);
-    m_pExternal = nullptr;
-    m_uiExternalSize = 0;
-}
-
 std::uint8_t* MsgBuffer::AppendRecord(std::uint32_t id, std::uint32_t type, std::uint32_t length) {
-    AdoptAlias();
     const std::size_t offset = m_vecData.size();
-    const std::size_t end = offset + kHeaderSize + length;
+    const std::uint64_t end = static_cast<std::uint64_t>(offset) + kHeaderSize + length;
     // Offsets and sizes are 32 bits wide on the wire.
     if (end > UINT32_MAX)
         throw std::bad_alloc();
-    if (type != 0) {
-        m_mapIndex[id].push_back(
-            {id, type, length, static_cast<std::uint32_t>(offset + kHeaderSize)});
-    }
-    try {
-        m_vecData.resize(end);
-    } catch (...) {
-        if (type != 0)
-            m_mapIndex[id].pop_back();
-        throw;
-    }
+    if (type == 0)
+        m_vecHidden.push_back(static_cast<std::uint32_t>(offset + kHeaderSize));
+    m_vecData.resize(static_cast<std::size_t>(end));
     StoreHeader(m_vecData.data() + offset, id, type, length);
     return m_vecData.data() + offset + kHeaderSize;
 }
@@ -130,62 +140,77 @@ void MsgBuffer::AddMessage(const MsgBuffer& child) {
     CountRecords();
 }
 
-bool MsgBuffer::IndexImage(const std::uint8_t* image, std::uint32_t size) {
-    std::uint64_t position = kHeaderSize;
-    while (position + kHeaderSize <= size) {
-        const std::uint8_t* header = image + position;
-        position += kHeaderSize;
-        const ParamIndexEntry entry{
-            Wire::LoadUInt32(header), Wire::LoadUInt32(header + kTypeOffset),
-            Wire::LoadUInt32(header + kLengthOffset), static_cast<std::uint32_t>(position)};
-        m_mapIndex[entry.uiId].push_back(entry);
-        position += entry.uiLength;
-    }
-    return position == size;
+std::uint32_t MsgBuffer::OpenMessage(std::uint32_t id) {
+    const std::uint32_t opened = GetSize();
+    AppendRecord(id, ParamTag::kMessage, 0);
+    return opened;
+}
+
+void MsgBuffer::CloseMessage(std::uint32_t opened) {
+    Wire::StoreUInt32(m_vecData.data() + opened + kLengthOffset, GetSize() - opened - kHeaderSize);
+    CountRecords();
 }
 
 void MsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
     if (image == nullptr || size == 0)
         return;
-    Reset(0);
-    if (!IndexImage(image, size)) {
+    RecordWalk walk(image, size);
+    for (ParamIndexEntry entry{}; walk.Next(entry);) {
+    }
+    if (!walk.AtEnd()) {
         Reset(0);
         return;
     }
-    m_pExternal = image;
-    m_uiExternalSize = size;
-    AdoptAlias();
+    m_vecHidden.clear();
+    m_vecData.assign(image, image + size);
 }
 
-const ParamIndexEntry* MsgBuffer::Find(std::uint32_t id, std::uint32_t index) const {
-    const auto found = m_mapIndex.find(id);
-    if (found == m_mapIndex.end() || index >= found->second.size())
-        return nullptr;
-    return &found->second[index];
+bool MsgBuffer::IsHidden(const ParamIndexEntry& entry) const {
+    return entry.uiType == 0 &&
+           std::find(m_vecHidden.begin(), m_vecHidden.end(), entry.uiOffset) != m_vecHidden.end();
+}
+
+bool MsgBuffer::Find(std::uint32_t id, std::uint32_t index, ParamIndexEntry& entry) const {
+    RecordWalk walk(m_vecData.data(), GetSize());
+    while (walk.Next(entry)) {
+        if (entry.uiId == id && !IsHidden(entry) && index-- == 0)
+            return true;
+    }
+    return false;
+}
+
+std::map<std::uint32_t, std::vector<ParamIndexEntry>> MsgBuffer::Index() const {
+    std::map<std::uint32_t, std::vector<ParamIndexEntry>> index;
+    RecordWalk walk(m_vecData.data(), GetSize());
+    for (ParamIndexEntry entry{}; walk.Next(entry);) {
+        if (!IsHidden(entry))
+            index[entry.uiId].push_back(entry);
+    }
+    return index;
 }
 
 std::uint32_t MsgBuffer::GetUInt(std::uint32_t id, std::uint32_t index, std::uint32_t* out) const {
-    const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr)
+    ParamIndexEntry entry{};
+    if (!Find(id, index, entry))
         return Result::kNotFound;
-    const bool number = entry->uiType == ParamTag::kInt || entry->uiType == ParamTag::kUInt;
-    if (!number || entry->uiLength != 4)
+    const bool number = entry.uiType == ParamTag::kInt || entry.uiType == ParamTag::kUInt;
+    if (!number || entry.uiLength != 4)
         return Result::kInvalidArgument;
-    *out = Wire::LoadUInt32(m_vecData.data() + entry->uiOffset);
+    *out = Wire::LoadUInt32(m_vecData.data() + entry.uiOffset);
     return Result::kSuccess;
 }
 
 std::uint32_t MsgBuffer::GetStringA(std::uint32_t id, std::uint32_t index, char* buffer,
                                     std::uint32_t capacity, std::uint32_t* outChars) const {
-    const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr)
+    ParamIndexEntry entry{};
+    if (!Find(id, index, entry))
         return Result::kNotFound;
-    if (entry->uiType != ParamTag::kStringA)
+    if (entry.uiType != ParamTag::kStringA)
         return Result::kInvalidArgument;
-    const std::uint32_t count = entry->uiLength < 2 ? 0 : entry->uiLength - 1;
+    const std::uint32_t count = entry.uiLength < 2 ? 0 : entry.uiLength - 1;
     *outChars = count;
     if (buffer != nullptr && capacity > count) {
-        std::memcpy(buffer, m_vecData.data() + entry->uiOffset, count);
+        std::memcpy(buffer, m_vecData.data() + entry.uiOffset, count);
         buffer[count] = '\0';
     }
     return Result::kSuccess;
@@ -193,27 +218,27 @@ std::uint32_t MsgBuffer::GetStringA(std::uint32_t id, std::uint32_t index, char*
 
 std::uint32_t MsgBuffer::GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
                                     std::uint32_t capacity, std::uint32_t* outChars) const {
-    const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr)
+    ParamIndexEntry entry{};
+    if (!Find(id, index, entry))
         return Result::kNotFound;
-    if (entry->uiType != ParamTag::kStringW)
+    if (entry.uiType != ParamTag::kStringW)
         return Result::kInvalidArgument;
-    const std::uint32_t count = entry->uiLength / 2 < 2 ? 0 : entry->uiLength / 2 - 1;
+    const std::uint32_t count = entry.uiLength / 2 < 2 ? 0 : entry.uiLength / 2 - 1;
     *outChars = count;
     if (buffer != nullptr && capacity > count) {
-        const std::uint8_t* payload = m_vecData.data() + entry->uiOffset;
-        buffer[Wire::DecodeUnits(payload, count, buffer)] = L'\0';
+        const std::uint8_t* payload = m_vecData.data() + entry.uiOffset;
+        *outChars = static_cast<std::uint32_t>(Wire::DecodeUnits(payload, count, buffer));
+        buffer[*outChars] = L'\0';
     }
     return Result::kSuccess;
 }
 
 std::uint32_t MsgBuffer::GetMessage(std::uint32_t id, std::uint32_t index, MsgBuffer* child) const {
-    const ParamIndexEntry* entry = Find(id, index);
-    if (entry == nullptr)
+    ParamIndexEntry entry{};
+    if (!Find(id, index, entry))
         return Result::kNotFound;
-    if (entry->uiType == ParamTag::kMessage) {
-        child->Load(m_vecData.data() + entry->uiOffset - kHeaderSize,
-                    entry->uiLength + kHeaderSize);
+    if (entry.uiType == ParamTag::kMessage) {
+        child->Load(m_vecData.data() + entry.uiOffset - kHeaderSize, entry.uiLength + kHeaderSize);
     }
     return Result::kSuccess;
 }
@@ -263,8 +288,21 @@ std::uint32_t CRpcMsgBuffer::AddMessage(const CRpcMsgBuffer& child) {
     return Guarded([&] { m_Message.AddMessage(child.m_Message); });
 }
 
+void CRpcMsgBuffer::Reserve(std::uint32_t size) {
+    // A hint: what does not fit now is asked for again when it is appended.
+    static_cast<void>(Guarded([&] { m_Message.Reserve(size); }));
+}
+
+std::uint32_t CRpcMsgBuffer::OpenMessage(std::uint32_t id, std::uint32_t* opened) {
+    return Guarded([&] { *opened = m_Message.OpenMessage(id); });
+}
+
+void CRpcMsgBuffer::CloseMessage(std::uint32_t opened) {
+    m_Message.CloseMessage(opened);
+}
+
 void CRpcMsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
-    // A half-built index would point behind the image, so the message is emptied.
+    // What is half copied is no message.
     if (Guarded([&] { m_Message.Load(image, size); }) != Result::kSuccess)
         Reset(0);
 }

@@ -56,6 +56,14 @@ public:
     // Copies the whole image of `child` in as one nested record; `child` may be this message.
     void AddMessage(const MsgBuffer& child);
 
+    // Makes room for an image of that many bytes in all.
+    void Reserve(std::uint32_t size) { m_vecData.reserve(size); }
+
+    // Begin and end a nested message that is written in place, without a child of its own. What is
+    // appended between the two is inside it. OpenMessage gives what CloseMessage wants.
+    std::uint32_t OpenMessage(std::uint32_t id);
+    void CloseMessage(std::uint32_t opened);
+
     // Parses and copies a foreign image. Every length in it is checked against `size`. A null
     // image or a size of 0 changes nothing; an image that does not parse leaves the message empty
     // with id 0, without a report.
@@ -65,8 +73,9 @@ public:
     std::uint32_t GetUInt(std::uint32_t id, std::uint32_t index, std::uint32_t* out) const;
 
     // Reads text. *outChars becomes the number of characters without terminator (for wide text:
-    // of UTF-16 units); the text is copied and terminated only if `capacity` is above that
-    // number. A buffer that is too small gets nothing and the call still succeeds.
+    // of UTF-16 units, until characters of another width have been copied); the text is copied and
+    // terminated only if `capacity` is above that number. A buffer that is too small gets nothing
+    // and the call still succeeds.
     std::uint32_t GetStringA(std::uint32_t id, std::uint32_t index, char* buffer,
                              std::uint32_t capacity, std::uint32_t* outChars) const;
     std::uint32_t GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
@@ -80,22 +89,20 @@ public:
     const std::uint8_t* GetData() const { return m_vecData.data(); }
     std::uint32_t GetSize() const { return static_cast<std::uint32_t>(m_vecData.size()); }
 
-    // All records in the order of their ids; what the decoders of the tools walk.
-    const std::map<std::uint32_t, std::vector<ParamIndexEntry>>& Index() const {
-        return m_mapIndex;
-    }
+    // All records by id, each id's in order of appearance; made on each call, for the decoders of
+    // the tools. The reads above walk the image itself, which for the few records of a message is
+    // faster than keeping an index up to date.
+    std::map<std::uint32_t, std::vector<ParamIndexEntry>> Index() const;
 
 private:
     std::uint8_t* AppendRecord(std::uint32_t id, std::uint32_t type, std::uint32_t length);
     void CountRecords();
-    void AdoptAlias();
-    bool IndexImage(const std::uint8_t* image, std::uint32_t size);
-    const ParamIndexEntry* Find(std::uint32_t id, std::uint32_t index) const;
+    bool IsHidden(const ParamIndexEntry& entry) const;
+    bool Find(std::uint32_t id, std::uint32_t index, ParamIndexEntry& entry) const;
 
-    std::map<std::uint32_t, std::vector<ParamIndexEntry>> m_mapIndex;
     std::vector<std::uint8_t> m_vecData;
-    const std::uint8_t* m_pExternal = nullptr;
-    std::uint64_t m_uiExternalSize = 0;
+    // Payload offsets of appended records of tag 0, which are in the image and cannot be read.
+    std::vector<std::uint32_t> m_vecHidden;
 };
 
 // A MsgBuffer whose operations turn a failed allocation into 0xe0ff001e.
@@ -110,6 +117,9 @@ public:
     std::uint32_t AddStringA(std::uint32_t id, const char* text, std::uint32_t chars);
     std::uint32_t AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t chars);
     std::uint32_t AddMessage(const CRpcMsgBuffer& child);
+    void Reserve(std::uint32_t size);
+    std::uint32_t OpenMessage(std::uint32_t id, std::uint32_t* opened);
+    void CloseMessage(std::uint32_t opened);
     // Reports nothing, not even a failed allocation: the message is then empty.
     void Load(const std::uint8_t* image, std::uint32_t size);
     std::uint32_t GetUInt(std::uint32_t id, std::uint32_t index, std::uint32_t* out) const;

@@ -35,27 +35,29 @@ inline void StoreUnit(std::uint8_t* at, std::uint32_t unit) {
 
 constexpr bool kNativeUnits = sizeof(wchar_t) == 2;
 
-// Number of UTF-16 units that the text takes.
-inline std::size_t CountUnits(std::wstring_view text) {
-    if constexpr (kNativeUnits)
-        return text.size();
-    std::size_t units = text.size();
+namespace Detail {
+
+// Text without surrogates on the one side and without characters above 0xffff on the other is the
+// rule; it goes through loops that the compiler can widen.
+inline bool NeedsNoPairs(std::wstring_view text) {
+    std::uint32_t all = 0;
     for (const wchar_t c : text) {
-        const auto code = static_cast<std::uint32_t>(c);
-        if (code > 0xffffU)
-            ++units;
+        all |= static_cast<std::uint32_t>(c);
     }
-    return units;
+    return all <= 0xffffU;
 }
 
-// Writes the text as CountUnits(text) units; no terminator.
-inline void EncodeUnits(std::wstring_view text, std::uint8_t* to) {
-    if constexpr (kNativeUnits) {
-        std::memcpy(to, text.data(), text.size() * 2);
-        return;
+inline bool HasNoSurrogates(const std::uint8_t* from, std::size_t units) {
+    std::uint32_t found = 0;
+    for (std::size_t i = 0; i < units; ++i) {
+        found |= (LoadUnit(from + 2 * i) & 0xf800U) == 0xd800U ? 1U : 0U;
     }
+    return found == 0;
+}
+
+inline void EncodePairs(std::wstring_view text, std::uint8_t* to) {
     for (const wchar_t c : text) {
-        const std::uint32_t code = static_cast<std::uint32_t>(c);
+        const auto code = static_cast<std::uint32_t>(c);
         if (code > 0xffffU) {
             StoreUnit(to, 0xd800U + (((code - 0x10000U) >> 10) & 0x3ffU));
             to += 2;
@@ -67,13 +69,7 @@ inline void EncodeUnits(std::wstring_view text, std::uint8_t* to) {
     }
 }
 
-// Reads `units` units into `to`, which has room for that many characters. Returns the number of
-// characters, which is smaller only where a surrogate pair becomes one character.
-inline std::size_t DecodeUnits(const std::uint8_t* from, std::size_t units, wchar_t* to) {
-    if constexpr (kNativeUnits) {
-        std::memcpy(to, from, units * 2);
-        return units;
-    }
+inline std::size_t DecodePairs(const std::uint8_t* from, std::size_t units, wchar_t* to) {
     std::size_t count = 0;
     for (std::size_t i = 0; i < units; ++i) {
         std::uint32_t code = LoadUnit(from + 2 * i);
@@ -87,6 +83,50 @@ inline std::size_t DecodeUnits(const std::uint8_t* from, std::size_t units, wcha
         to[count++] = static_cast<wchar_t>(code);
     }
     return count;
+}
+
+}  // namespace Detail
+
+// Number of UTF-16 units that the text takes.
+inline std::size_t CountUnits(std::wstring_view text) {
+    std::size_t units = text.size();
+    if (kNativeUnits || Detail::NeedsNoPairs(text)) {
+        return units;
+    }
+    for (const wchar_t c : text) {
+        const auto code = static_cast<std::uint32_t>(c);
+        units += code > 0xffffU ? 1U : 0U;
+    }
+    return units;
+}
+
+// Writes the text as CountUnits(text) units; no terminator.
+inline void EncodeUnits(std::wstring_view text, std::uint8_t* to) {
+    if constexpr (kNativeUnits) {
+        std::memcpy(to, text.data(), text.size() * 2);
+    } else if (Detail::NeedsNoPairs(text)) {
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            StoreUnit(to + 2 * i, static_cast<std::uint32_t>(text[i]));
+        }
+    } else {
+        Detail::EncodePairs(text, to);
+    }
+}
+
+// Reads `units` units into `to`, which has room for that many characters. Returns the number of
+// characters, which is smaller only where a surrogate pair becomes one character.
+inline std::size_t DecodeUnits(const std::uint8_t* from, std::size_t units, wchar_t* to) {
+    if constexpr (kNativeUnits) {
+        std::memcpy(to, from, units * 2);
+        return units;
+    } else if (Detail::HasNoSurrogates(from, units)) {
+        for (std::size_t i = 0; i < units; ++i) {
+            to[i] = static_cast<wchar_t>(LoadUnit(from + 2 * i));
+        }
+        return units;
+    } else {
+        return Detail::DecodePairs(from, units, to);
+    }
 }
 
 }  // namespace Wire
