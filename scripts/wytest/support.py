@@ -26,6 +26,19 @@ def tail(path, lines=60):
     return "\n".join(note + kept[-lines:])
 
 
+def build_errors(log):
+    """The messages of the steps that failed, without the steps that went well beside them."""
+    text = pathlib.Path(log).read_text(encoding="utf-8", errors="replace")
+    steps = re.split(r"^(?=\[\d+/\d+\] )", text, flags=re.MULTILINE)
+    failed = [step.split("\n", 3) for step in steps if "\nFAILED: " in step]
+    if not failed:
+        return tail(log, 40)
+    # A step is its headline, FAILED, the command line (thousands of characters) and the messages.
+    shown = "\n".join(step[1] + "\n" + step[-1] for step in failed).splitlines()
+    more = [f"... and more in {log}"] if len(shown) > 80 else []
+    return "\n".join(shown[:80] + more)
+
+
 def tracked_files(*patterns):
     """Paths of the files under version control, new ones that are not ignored included."""
     output = subprocess.run(
@@ -99,7 +112,7 @@ class TestRun:
         log = logs / f"build-{preset}.log"
         with open(log, "wb") as output:
             for command in (["cmake", "--preset", preset],
-                            ["cmake", "--build", folder, "-j", JOBS]):
+                            ["cmake", "--build", folder, "-j", JOBS, "--", "-k", "0"]):
                 process = self.start(command, output, cwd=ROOT)
                 while True:
                     try:
@@ -111,7 +124,7 @@ class TestRun:
                             self.report.say(f"  building {preset}: {steps[-1]}")
                 self.wait(process)
                 if status != 0:
-                    self.report.failed(f"build of {preset}", tail(log, 40))
+                    self.report.failed(f"build of {preset}", build_errors(log))
                     return False
         self.report.say(f"  built {preset} in {time.monotonic() - started:.0f} s")
         return True

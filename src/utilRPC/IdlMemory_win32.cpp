@@ -9,7 +9,7 @@
 
 extern "C" {
 
-void* __RPC_USER MIDL_user_allocate(SIZE_T size) {
+void* __RPC_USER MIDL_user_allocate(size_t size) {
     return std::malloc(size);
 }
 

@@ -20,7 +20,7 @@ public:
     ~WorkerThreadScope();
 
 private:
-    bool m_bInitialized;
+    [[maybe_unused]] bool m_bInitialized;
 };
 
 }  // namespace IdlServerHelper
