@@ -140,9 +140,20 @@ wchar_t LowerAscii(wchar_t character) {
 }  // namespace
 
 // Both conversions go over their input twice, so that the output is allocated once and exactly:
-// answers of many megabytes pass through here.
+// answers of many megabytes pass through here. Most text is ASCII, and then the first pass is all
+// that looks at it.
 
 std::string ToUtf8(std::wstring_view wide) {
+    char32_t bits = 0;
+    for (const wchar_t unit : wide) {
+        bits |= Unit(unit);
+    }
+    if (bits < 0x80) {
+        std::string narrow(wide.size(), '\0');
+        std::transform(wide.begin(), wide.end(), narrow.begin(),
+                       [](wchar_t unit) { return static_cast<char>(unit); });
+        return narrow;
+    }
     const wchar_t* const end = wide.data() + wide.size();
     std::size_t length = 0;
     for (const wchar_t* position = wide.data(); position != end;) {
@@ -157,6 +168,13 @@ std::string ToUtf8(std::wstring_view wide) {
 }
 
 std::wstring FromUtf8(std::string_view narrow) {
+    unsigned bits = 0;
+    for (const char byte : narrow) {
+        bits |= static_cast<unsigned char>(byte);
+    }
+    if (bits < 0x80) {
+        return std::wstring(narrow.begin(), narrow.end());
+    }
     const char* const end = narrow.data() + narrow.size();
     std::size_t length = 0;
     for (const char* position = narrow.data(); position != end;) {
