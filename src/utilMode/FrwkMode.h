@@ -7,9 +7,22 @@
 // found once, at load or at the first question, and stays for the life of the process; nothing
 // here takes a lock.
 
+#include <cstdint>
 #include <string>
 
 namespace Frwk::Mode {
+
+// One identity. A row with id -1 ends the table.
+struct Row {
+    std::int32_t iModeId;
+    const wchar_t* wszName;
+    const wchar_t* wszSuffix;  // behind "_" in the names of the identity's executables
+};
+
+// The rows in order, the end row included.
+const Row* Table();
+// True for a row that ends a scan.
+bool IsEnd(const Row& row);
 
 // The product id, for example "Wyvarion"; found by the suffix of the running executable when it
 // was not set. Empty while no row of the table matches.
@@ -19,9 +32,13 @@ std::wstring GetWyvarionId();
 void SetWyvarionId(const std::wstring& name);
 
 // The mode id of the current product id, or -1 when the table does not know it.
-int GetModeId();
+std::int32_t GetModeId();
 
-// The name with the current identity's suffix put before its extension ("_P.exe" for ".exe").
+// The name with the current identity's suffix put before its extension ("X_P.exe" for "X.exe").
 std::wstring GetModeFileName(const std::wstring& name);
+
+// The name with a suffix put before every occurrence of its extension; unchanged for an empty
+// suffix and for a name without extension.
+std::wstring WithSuffix(const std::wstring& name, const std::wstring& suffix);
 
 }  // namespace Frwk::Mode

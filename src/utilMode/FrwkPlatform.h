@@ -1,0 +1,21 @@
+#pragma once
+
+// What the identity needs to know of modules and files.
+
+#include <string>
+
+namespace Frwk::Platform {
+
+// Longest path that the questions below read, in characters with the terminator.
+constexpr unsigned kPathLimit = 260;
+
+// Path of the running executable (GetModuleFileNameW); empty when it cannot be read.
+std::wstring ExecutablePath();
+
+// Path of a loaded module (GetModuleHandleW, GetModuleFileNameW); empty when it is not loaded.
+std::wstring ModulePath(const std::wstring& module);
+
+// True when the path names a file or folder (FindFirstFileW).
+bool Exists(const std::wstring& path);
+
+}  // namespace Frwk::Platform

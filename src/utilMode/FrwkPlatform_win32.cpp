@@ -1,0 +1,28 @@
+#include "Common/KrCommon/KrComn_Windows.h"
+#include "utilMode/FrwkPlatform.h"
+
+namespace {
+
+std::wstring PathOf(HMODULE module) {
+    wchar_t path[Frwk::Platform::kPathLimit] = {};
+    const DWORD length = GetModuleFileNameW(module, path, Frwk::Platform::kPathLimit);
+    // A path that does not fit comes back cut, and names nothing.
+    return length < Frwk::Platform::kPathLimit ? std::wstring(path, length) : std::wstring();
+}
+
+}  // namespace
+
+std::wstring Frwk::Platform::ExecutablePath() {
+    return PathOf(nullptr);
+}
+
+std::wstring Frwk::Platform::ModulePath(const std::wstring& module) {
+    HMODULE const handle = GetModuleHandleW(module.c_str());
+    return handle != nullptr ? PathOf(handle) : std::wstring();
+}
+
+bool Frwk::Platform::Exists(const std::wstring& path) {
+    WIN32_FIND_DATAW data;
+    const HANDLE search = FindFirstFileW(path.c_str(), &data);
+    return search != INVALID_HANDLE_VALUE && FindClose(search) != 0;
+}
