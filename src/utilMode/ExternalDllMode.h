@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 namespace Frwk::Mode {
 
 // Decides the identity while the library loads, by the host executable that lies beside it.
@@ -12,7 +10,8 @@ namespace Frwk::Mode {
 class ExternalDllMode {
 public:
     // `dll` is the name of the library's module, `host` that of the first identity's host.
-    ExternalDllMode(const std::wstring& dll, const std::wstring& host);
+    // Never raises: an exception here would end the program that loads the library.
+    ExternalDllMode(const wchar_t* dll, const wchar_t* host) noexcept;
 };
 
 }  // namespace Frwk::Mode

@@ -1,6 +1,8 @@
 #include "utilMode/FrwkMode.h"
 
 #include <algorithm>
+#include <atomic>
+#include <string_view>
 
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_String.h"
@@ -20,13 +22,27 @@ constexpr Frwk::Mode::Row kTable[] = {
     {-1, L"EndFlag", L"EndFlag"},
 };
 
+// Constant-initialised: static objects of the library ask for the identity.
 constexpr std::size_t kIdCapacity = 260;
-wchar_t s_wszWyId[kIdCapacity] = {};
+constinit wchar_t s_wszWyId[kIdCapacity] = {};
 
-void StoreId(const std::wstring& name) {
+// The buffer is read only while it is set, and does not change then. A thread that finds it empty
+// works with what it found itself, whether or not it is the one that gets to fill the buffer.
+enum class Fill { kEmpty, kBeingWritten, kSet };
+constinit std::atomic<Fill> s_Fill{Fill::kEmpty};
+
+void StoreId(std::wstring_view name) {
     const std::size_t length = std::min(name.size(), kIdCapacity - 1);
     std::copy_n(name.begin(), length, s_wszWyId);
     s_wszWyId[length] = L'\0';
+    s_Fill.store(s_wszWyId[0] != L'\0' ? Fill::kSet : Fill::kEmpty, std::memory_order_release);
+}
+
+void StoreFirstId(std::wstring_view name) {
+    Fill expected = Fill::kEmpty;
+    if (s_Fill.compare_exchange_strong(expected, Fill::kBeingWritten, std::memory_order_acquire)) {
+        StoreId(name);
+    }
 }
 
 // The text behind the last "_" of the executable's name without its last extension.
@@ -58,18 +74,18 @@ bool Frwk::Mode::IsEnd(const Row& row) {
 }
 
 std::wstring Frwk::Mode::GetWyvarionId() {
-    if (s_wszWyId[0] != L'\0') {
+    if (s_Fill.load(std::memory_order_acquire) == Fill::kSet) {
         WY_LOG_DEBUG << L"s_wszWyId = " << s_wszWyId;
         return s_wszWyId;
     }
     const std::wstring suffix = ExecutableSuffix();
     for (const Row* row = Table(); !IsEnd(*row); ++row) {
         if (String::EqualNoCase(suffix, row->wszSuffix)) {
-            StoreId(row->wszName);
-            break;
+            StoreFirstId(row->wszName);
+            return row->wszName;
         }
     }
-    return s_wszWyId;
+    return {};
 }
 
 void Frwk::Mode::SetWyvarionId(const std::wstring& name) {

@@ -4,8 +4,10 @@
 //
 // One build serves three identities; a table of (mode id, product id, executable suffix) names
 // them. The identity decides registry root, endpoint name, file names and data folders. It is
-// found once, at load or at the first question, and stays for the life of the process; nothing
-// here takes a lock.
+// found once, at load or at the first question, and stays for the life of the process.
+//
+// The questions may be asked on any thread and take no lock. SetWyvarionId() MUST NOT run beside
+// them: it belongs to load time, and to the start of programs that choose their identity.
 
 #include <cstdint>
 #include <string>
@@ -25,13 +27,13 @@ const Row* Table();
 bool IsEnd(const Row& row);
 
 // The product id, for example "Wyvarion"; found by the suffix of the running executable when it
-// was not set. Empty while no row of the table matches.
+// was not set. Empty while no row of the table matches, and then looked for again at each call.
 std::wstring GetWyvarionId();
 
 // Stores the product id, cut to what a buffer of 260 characters holds.
 void SetWyvarionId(const std::wstring& name);
 
-// The mode id of the current product id, or -1 when the table does not know it.
+// The mode id of the current product id, case ignored, or -1 when the table does not know it.
 std::int32_t GetModeId();
 
 // The name with the current identity's suffix put before its extension ("X_P.exe" for "X.exe").

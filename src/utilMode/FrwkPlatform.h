@@ -6,7 +6,7 @@
 
 namespace Frwk::Platform {
 
-// Longest path that the questions below read, in characters with the terminator.
+// Paths have "\" as separator on every system; longer ones than this are cut (GetModuleFileNameW).
 constexpr unsigned kPathLimit = 260;
 
 // Path of the running executable (GetModuleFileNameW); empty when it cannot be read.

@@ -12,7 +12,7 @@
 std::wstring Frwk::Platform::ExecutablePath() {
     char path[kPathLimit] = {};
     const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
-    if (length <= 0 || length == static_cast<ssize_t>(sizeof(path))) {
+    if (length <= 0) {
         return {};
     }
     const std::string_view narrow(path, static_cast<std::size_t>(length));

@@ -4,10 +4,10 @@
 namespace {
 
 std::wstring PathOf(HMODULE module) {
-    wchar_t path[Frwk::Platform::kPathLimit] = {};
-    const DWORD length = GetModuleFileNameW(module, path, Frwk::Platform::kPathLimit);
-    // A path that does not fit comes back cut, and names nothing.
-    return length < Frwk::Platform::kPathLimit ? std::wstring(path, length) : std::wstring();
+    // Old systems do not end a path that was cut.
+    wchar_t path[Frwk::Platform::kPathLimit + 1] = {};
+    GetModuleFileNameW(module, path, Frwk::Platform::kPathLimit);
+    return path;
 }
 
 }  // namespace
