@@ -1,5 +1,6 @@
 #include "support/AllocationFaults.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -9,6 +10,8 @@ namespace {
 
 struct State {
     std::size_t count = 0;
+    std::size_t bytes = 0;
+    std::size_t largest = 0;
     std::size_t left = 0;
     bool armed = false;
     bool once = false;
@@ -20,6 +23,8 @@ thread_local State t_State;
 void* Allocate(std::size_t size) noexcept {
     State& state = t_State;
     ++state.count;
+    state.bytes += size;
+    state.largest = std::max(state.largest, size);
     if (state.armed) {
         if (state.left == 0) {
             state.happened = true;
@@ -43,6 +48,29 @@ void* AllocateOrThrow(std::size_t size) {
 
 std::size_t AllocationCount() {
     return t_State.count;
+}
+
+AllocationMeter::AllocationMeter()
+    : m_uiCountBefore(t_State.count),
+      m_uiBytesBefore(t_State.bytes),
+      m_uiLargestOutside(t_State.largest) {
+    t_State.largest = 0;
+}
+
+AllocationMeter::~AllocationMeter() {
+    t_State.largest = std::max(t_State.largest, m_uiLargestOutside);
+}
+
+std::size_t AllocationMeter::Count() const {
+    return t_State.count - m_uiCountBefore;
+}
+
+std::size_t AllocationMeter::Bytes() const {
+    return t_State.bytes - m_uiBytesBefore;
+}
+
+std::size_t AllocationMeter::Largest() const {
+    return t_State.largest;
 }
 
 FailAllocations::FailAllocations(std::size_t passed, Mode mode) {

@@ -14,6 +14,25 @@ namespace test_support {
 // Allocations by operator new that this thread has made so far, failed ones included.
 std::size_t AllocationCount();
 
+// What this thread asked for since the object was made.
+class AllocationMeter {
+public:
+    AllocationMeter();
+    AllocationMeter(const AllocationMeter&) = delete;
+    AllocationMeter& operator=(const AllocationMeter&) = delete;
+    ~AllocationMeter();
+
+    std::size_t Count() const;
+    std::size_t Bytes() const;
+    // The largest single request, granted or not.
+    std::size_t Largest() const;
+
+private:
+    std::size_t m_uiCountBefore;
+    std::size_t m_uiBytesBefore;
+    std::size_t m_uiLargestOutside;
+};
+
 // While it lives, allocations of this thread fail with std::bad_alloc: after `passed` ones that
 // work, either the next one alone or all that follow.
 class FailAllocations {

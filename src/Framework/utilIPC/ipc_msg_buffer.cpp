@@ -1,9 +1,8 @@
 #include "Framework/utilIPC/ipc_msg_buffer.h"
 
 #include <cstring>
-#include <cwchar>
+#include <memory>
 #include <new>
-#include <vector>
 
 #include "Framework/utilIPC/ipc_wire.h"
 
@@ -71,19 +70,26 @@ CIPCMsgBuffer& CIPCMsgBuffer::operator<<(std::uint32_t value) {
 }
 
 CIPCMsgBuffer& CIPCMsgBuffer::operator<<(const wchar_t* text) {
-    if (text == nullptr)
-        return *this;
-    const std::wstring_view view(text);
-    std::vector<std::uint8_t> bytes((Wire::CountUnits(view) + 1) * 2);
-    Wire::EncodeUnits(view, bytes.data());
-    const auto size = static_cast<std::uint32_t>(bytes.size());
-    *this << size;
-    Write(bytes.data(), size);
+    if (text != nullptr)
+        WriteText(text);
     return *this;
 }
 
 CIPCMsgBuffer& CIPCMsgBuffer::operator<<(const std::wstring& text) {
-    return *this << text.c_str();
+    WriteText(text);
+    return *this;
+}
+
+void CIPCMsgBuffer::WriteText(std::wstring_view text) {
+    const std::size_t size = (Wire::CountUnits(text) + 1) * 2;
+    if (size > UINT32_MAX)
+        return;
+    const std::unique_ptr<std::uint8_t[]> bytes(new (std::nothrow) std::uint8_t[size]());
+    if (bytes == nullptr)
+        return;
+    Wire::EncodeUnits(text, bytes.get());
+    *this << static_cast<std::uint32_t>(size);
+    Write(bytes.get(), static_cast<std::uint32_t>(size));
 }
 
 CIPCMsgBuffer& CIPCMsgBuffer::operator<<(const CRpcDataHandleWrapper& message) {

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "Framework/utilIPC/ipc_data_handle.h"
 #include "Framework/utilIPC/ipc_exception.h"
@@ -79,6 +80,7 @@ public:
     std::uint32_t GetLastReadPosition() const { return m_uiLastReadPos; }
 
 private:
+    void WriteText(std::wstring_view text);
     void RequireReadable(std::uint32_t size) const;
     void Advance(std::uint32_t size);
 

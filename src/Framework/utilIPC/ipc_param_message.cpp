@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <new>
 #include <stdexcept>
 
@@ -162,7 +163,13 @@ void MsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
         return;
     }
     m_vecHidden.clear();
-    m_vecData.assign(image, image + size);
+    const std::less<> before;
+    if (!before(image, m_vecData.data()) && before(image, m_vecData.data() + m_vecData.size())) {
+        // The image lies in this very message.
+        m_vecData = std::vector<std::uint8_t>(image, image + size);
+    } else {
+        m_vecData.assign(image, image + size);
+    }
 }
 
 bool MsgBuffer::IsHidden(const ParamIndexEntry& entry) const {
