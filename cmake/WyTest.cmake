@@ -66,6 +66,7 @@ function(wy_add_fuzzer name)
   endif()
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBS} Threads::Threads)
+  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   wy_enter_test(fuzz fuzz ${name} quick 300 "$<TARGET_FILE:${name}>"
                 "${CMAKE_CURRENT_SOURCE_DIR}/${arg_CORPUS}")

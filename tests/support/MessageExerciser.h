@@ -26,9 +26,9 @@ inline const char* CheckMessage(const CRpcDataHandleWrapper& message) {
     return nullptr;
 }
 
-// Every id of the image is asked for with every read, at its indexes and behind them; nested
-// messages are entered down to `depth`. Returns what is broken, or null.
-inline const char* ExerciseMessage(const CRpcDataHandleWrapper& message, int depth = 8) {
+namespace detail {
+
+inline const char* Exercise(const CRpcDataHandleWrapper& message, int depth, int& budget) {
     if (const char* broken = CheckMessage(message)) {
         return broken;
     }
@@ -37,6 +37,9 @@ inline const char* ExerciseMessage(const CRpcDataHandleWrapper& message, int dep
     for (const auto& [id, entries] : parsed.Message().Index()) {
         const auto count = static_cast<std::uint32_t>(entries.size());
         for (std::uint32_t index = 0; index <= count && index < 4; ++index) {
+            if (--budget < 0) {
+                return nullptr;
+            }
             std::uint32_t number = 0;
             std::string narrow = "before";
             std::wstring wide = L"before";
@@ -59,12 +62,22 @@ inline const char* ExerciseMessage(const CRpcDataHandleWrapper& message, int dep
             if (child.GetSize() > message.GetSize()) {
                 return "a child is larger than its parent";
             }
-            if (const char* broken = ExerciseMessage(child, depth - 1)) {
+            if (const char* broken = Exercise(child, depth - 1, budget)) {
                 return broken;
             }
         }
     }
     return nullptr;
+}
+
+}  // namespace detail
+
+// The ids of the image are asked for with every read, at their indexes and behind them; nested
+// messages are entered. Stops after a number of reads, since each walks the image and nested
+// messages can repeat what holds them. Returns what is broken, or null.
+inline const char* ExerciseMessage(const CRpcDataHandleWrapper& message) {
+    int budget = 200;
+    return detail::Exercise(message, 8, budget);
 }
 
 }  // namespace test_support

@@ -1,0 +1,148 @@
+#!/usr/bin/env python3
+"""Writes the seeds of the fuzz targets into corpus/<target>/.
+
+The images come from tests/support/GoldenImages.h, so that the seeds follow the format; what the
+targets expect in front of them is told at the head of each target. Files of earlier runs whose
+name begins with "seed-" are replaced, others (findings that became tests) stay.
+"""
+
+import pathlib
+import re
+import struct
+
+HERE = pathlib.Path(__file__).resolve().parent
+GOLDEN = HERE.parent / "support" / "GoldenImages.h"
+
+
+def golden_images():
+    """Name and bytes of every image of the header."""
+    images = {}
+    text = GOLDEN.read_text(encoding="utf-8")
+    for name, body in re.findall(r"inline Bytes (\w+)\(\) \{(.*?)\n\}", text, re.DOTALL):
+        code = re.sub(r"//[^\n]*", "", body)
+        images[name] = bytes.fromhex(" ".join(re.findall(r'"([^"]*)"', code)))
+    return images
+
+
+def words(*values):
+    return struct.pack(f"<{len(values)}I", *values)
+
+
+def record(parameter, tag, payload):
+    return words(parameter, tag, len(payload)) + payload
+
+
+def message(identifier, *records):
+    return record(identifier, 100, b"".join(records))
+
+
+def hostile_messages():
+    """Images that are wrong in one way each."""
+    return {
+        "empty": message(0),
+        "odd-tail": message(1, record(5, 7, words(9))) + b"\xff",
+        "length-4g": words(1, 100, 16, 5, 7, 0xFFFFFFFF, 9),
+        "length-wraps": words(1, 100, 28, 5, 7, 4, 9, 6, 7, 0xFFFFFFE4),
+        "root-length-4g": words(2, 100, 0xFFFFFFFF, 5, 7, 4, 9),
+        "root-type-text": words(2, 1, 1, 5, 7, 0),
+        "nested-length-4g": words(1, 100, 28, 2, 100, 16, 5, 7, 0xFFFFFFFF, 9),
+        "tag-0": message(1, record(0x33, 0, b"")),
+        "narrow-without-end": message(1, record(5, 1, b"ab"), record(6, 1, b"")),
+        "wide-odd": message(1, record(5, 2, b"a\0b"), record(6, 2, b"\x00\xd8\x00\x00")),
+        "number-of-3": message(1, record(5, 7, b"\1\2\3"), record(5, 6, b"12345678")),
+        "nested-8": nested(8),
+        "same-id": message(1, *[record(5, 7, words(i)) for i in range(20)]),
+        "all-types": message(
+            1, record(1, 1, b"text\0"), record(2, 2, "\u03b1\U0001f600\0".encode("utf-16-le")),
+            record(3, 6, words(0xFFFFFFFF)), record(4, 7, words(7)), message(5, record(6, 7, words(8)))),
+    }
+
+
+def nested(levels):
+    image = message(levels)
+    for level in reversed(range(levels)):
+        image = message(level, image)
+    return image
+
+
+JSON_TEXTS = {
+    "null": "null",
+    "object": '{"data":{"sessionId":"s1"},"retCode":553582592}\n',
+    "request": '{"activeSessionId":1,"items":["a","b"]}\n',
+    "event": '{"eventId":7,"param":{"percent":50}}',
+    "numbers": '[0,-1,4294967295,4294967296,18446744073709551615,-9223372036854775808,1.5e300,1e-5]',
+    "beyond": '{"data":{"a":1e400,"b":-1e400,"c":18446744073709551616,"d":-0.0}}',
+    "escapes": '"\\u0000\\ud83d\\ude00\\ud800 \\udc00\\n\\t\\"\\\\\\/\\b\\f\\r"',
+    "comments": '// first\n{"a": /* inside */ 1} // last',
+    "deep": "[" * 60 + "]" * 60,
+    "deep-object": '{"a":' * 40 + "1" + "}" * 40,
+    "unclosed": '{"a":[1,2,{"b":"c',
+    "wrong-tokens": "{nul:tru,'a':0x12,}",
+    "trailing": '{"a":1} {"b":2}',
+    "duplicate-keys": '{"a":1,"a":2,"":3}',
+    "literals": "[true,false,null]",
+    "empty": "",
+}
+
+# Answers to calls: what stands in them is of the wrong type, too large, missing or hostile.
+ANSWERS = {
+    "numbers": '{"data":{"percent":50,"state":4294967295,"total":18446744073709551615},"retCode":0}',
+    "texts": '{"data":{"sessionId":"a\\u0000b\\ud800","result":[1,2]},"retCode":553582592}',
+    "no-data": '{"retCode":3774808071}',
+    "data-number": '{"data":5}',
+    "data-array": '{"data":[{"percent":1}]}',
+    "root-array": "[1,2,3]",
+    "root-text": '"data"',
+    "wrong-types": '{"data":{"percent":"50","state":-1,"total":1.5,"sessionId":{"a":1}},"retCode":"x"}',
+    "no-json": "{",
+    "nested": '{"data":' + '{"data":' * 20 + "1" + "}" * 21,
+}
+
+
+def seeds():
+    """All seeds: target, name, bytes."""
+    golden = golden_images()
+    hostile = hostile_messages()
+    for name, image in golden.items():
+        # Two integers and a text in a failure envelope, an integer and a handle in all others.
+        kinds = b"\x03\x00\x00\x02" if name.endswith("Envelope") else b"\x02\x00\x01"
+        yield "FuzzEnvelope", name, kinds + image
+        delivery = b"\x01" if name == "EventDelivery" else b"\x00"
+        body = image[4:] if name == "EventDelivery" else image
+        yield "FuzzCommandResult", name, delivery + body
+        if not name.endswith("Envelope"):
+            yield "FuzzParamMessage", name, image[8:]
+    for name, image in hostile.items():
+        yield "FuzzParamMessage", name, image
+        yield "FuzzEnvelope", name, b"\x01\x01" + words(len(image)) + image
+        yield "FuzzCommandResult", name, b"\x00" + words(202, len(image)) + image
+        yield "FuzzEventEntry", "image-" + name, b"\x00" + image
+    yield "FuzzEnvelope", "negative-size", b"\x01\x01" + words(0x80000000)
+    yield "FuzzEnvelope", "size-4g", b"\x01\x02" + words(0xFFFFFFFF)
+    yield "FuzzEnvelope", "short", b"\x01\x00\x01\x02\x03"
+    yield "FuzzCommandResult", "marker-alone", b"\x00" + words(202)
+    yield "FuzzCommandResult", "failure-alone", b"\x00" + words(2)
+    for name, text in JSON_TEXTS.items():
+        yield "FuzzJson", name, b"\x00" + text.encode()
+        yield "FuzzJson", "units-" + name, b"\x01" + text.encode("utf-16-le")
+        yield "FuzzEventEntry", "json-" + name, b"\x01" + text.encode()
+    yield "FuzzJson", "units-surrogates", b"\x01" + '"\U0001f600'.encode("utf-16-le") + b"\x00\xd8\x22\x00"
+    for number, (name, text) in enumerate({**JSON_TEXTS, **ANSWERS}.items()):
+        yield "FuzzReplyOutputs", name, bytes([number]) + text.encode()
+
+
+def main():
+    for old in (HERE / "corpus").glob("*/seed-*"):
+        old.unlink()
+    count = size = 0
+    for target, name, content in seeds():
+        folder = HERE / "corpus" / target
+        folder.mkdir(parents=True, exist_ok=True)
+        (folder / f"seed-{name}").write_bytes(content)
+        count += 1
+        size += len(content)
+    print(f"{count} seeds, {size} bytes")
+
+
+if __name__ == "__main__":
+    main()
