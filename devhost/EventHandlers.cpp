@@ -1,0 +1,96 @@
+#include "devhost/EventHandlers.h"
+
+#include <set>
+#include <string>
+
+#include "devhost/JsonFields.h"
+#include "lib/wycommon/WyCommon_JsonDocument.h"
+
+namespace DevHost {
+
+namespace {
+
+namespace ApiId {
+constexpr std::uint32_t kSubscribeEvent = 400012006;
+constexpr std::uint32_t kUnsubscribeEvent = 400012007;
+constexpr std::uint32_t kPublishEvent = 400012008;
+}  // namespace ApiId
+
+// Characters of the JSON text.
+constexpr std::size_t kLongestEvent = 1024 * 1024;
+
+}  // namespace
+
+std::wstring EventText(std::uint32_t eventId, const Json::Value* param,
+                       std::uint32_t publisherPid) {
+    JsonDocument document;
+    Json::Value& event = document.Native();
+    event = Json::Value(Json::objectValue);
+    event["eventId"] = eventId;
+    event["publisherPid"] = publisherPid;
+    if (param != nullptr)
+        event["param"] = *param;
+    return document.ToCompactString();
+}
+
+void EventHandlers::AddTo(ApiRouter& router) {
+    router.Add(ApiId::kSubscribeEvent, [this](const Json::Value& request, const CallContext& who) {
+        return Subscribe(request, who);
+    });
+    router.Add(ApiId::kUnsubscribeEvent,
+               [this](const Json::Value& request, const CallContext& who) {
+                   return Unsubscribe(request, who);
+               });
+    router.Add(ApiId::kPublishEvent, [this](const Json::Value& request, const CallContext& who) {
+        return Publish(request, who);
+    });
+}
+
+ApiAnswer EventHandlers::Subscribe(const Json::Value& request, const CallContext& caller) {
+    const JsonFields fields(request);
+    const std::uint32_t eventId = fields.UInt32("eventId");
+    fields.Text("productProcessName");
+    const auto client = m_Clients.Find(caller.sessionKey, caller.processId);
+    ApiAnswer answer;
+    answer.data["eventId"] = eventId;
+    answer.data["registered"] = client.has_value();
+    if (client.has_value() && !m_Events.Subscribe(client->key, eventId)) {
+        throw RequestError(KrCommon::Result::kOutOfMemory, "too many subscriptions");
+    }
+    return answer;
+}
+
+ApiAnswer EventHandlers::Unsubscribe(const Json::Value& request, const CallContext& caller) {
+    const JsonFields fields(request);
+    const std::uint32_t eventId = fields.UInt32("eventId");
+    fields.Text("productProcessName");
+    const auto client = m_Clients.Find(caller.sessionKey, caller.processId);
+    ApiAnswer answer;
+    answer.data["eventId"] = eventId;
+    answer.data["wasSubscribed"] = client.has_value() && m_Events.Unsubscribe(client->key, eventId);
+    return answer;
+}
+
+ApiAnswer EventHandlers::Publish(const Json::Value& request, const CallContext& caller) {
+    const JsonFields fields(request);
+    const std::uint32_t eventId = fields.UInt32("eventId");
+    const Json::Value* const param = fields.Has("param") ? &fields.Member("param") : nullptr;
+    const std::wstring text = EventText(eventId, param, caller.processId);
+    if (text.size() > kLongestEvent) {
+        throw RequestError(KrCommon::Result::kInvalidArgument, "the event is too long");
+    }
+    std::uint32_t subscribers = 0;
+    for (const std::string& key : m_Events.Subscribers(eventId)) {
+        const auto client = m_Clients.Find(key, kNoProcess);
+        if (!client.has_value())
+            continue;
+        m_Events.DeliverEvent(*client, text);
+        ++subscribers;
+    }
+    ApiAnswer answer;
+    answer.data["eventId"] = eventId;
+    answer.data["subscribers"] = subscribers;
+    return answer;
+}
+
+}  // namespace DevHost

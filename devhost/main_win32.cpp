@@ -1,0 +1,207 @@
+// WySvcHost.exe: the development host.
+
+#include "Common/KrCommon/KrComn_Log.h"
+#include "Common/KrCommon/KrComn_String.h"
+#include "Common/KrCommon/KrComn_Windows.h"
+#include "Framework/utilIPC/ipc_ids.h"
+#include "devhost/HostApplication.h"
+#include "devhost/HostLog.h"
+#include "devhost/HostOptions.h"
+#include "devhost/HostProcess.h"
+#include "devhost/MachineFeatures.h"
+#include "devhost/RpcEventChannel.h"
+#include "devhost/SystemProbeFactory.h"
+#include "devhost/TemporaryFiles.h"
+#include "utilMode/FrwkMode.h"
+#include "utilRPC/RpcClientManager.h"
+#include "utilRPC/rpc_EndpointMap.h"
+#include "utilRPC/rpc_client.h"
+#include "utilRPC/rpc_server.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iterator>
+
+namespace DevHost {
+
+namespace {
+
+constexpr const char* kLogSource = "main";
+constexpr const wchar_t* kLogModule = L"WySvcHost";
+
+constexpr const wchar_t* kProductIds[] = {L"Wyvarion", L"Tavrenox"};
+constexpr std::uint32_t kServerTimeout = 1000;
+
+int Complain(int status, const std::string& text) {
+    std::fprintf(stderr, "WySvcHost: %s\n", text.c_str());
+    return status;
+}
+
+FileSystem::Path TemporaryFolder() {
+    wchar_t buffer[MAX_PATH + 1];
+    const DWORD length = GetTempPathW(static_cast<DWORD>(std::size(buffer)), buffer);
+    if (length == 0 || length >= std::size(buffer))
+        return {};
+    return FileSystem::Resolve(FileSystem::Path(buffer)).value_or(FileSystem::Path());
+}
+
+std::string MakeUuid() {
+    char text[38];
+    if (KrCommon::Result::Failed(CRpcClientManager::CreateUUID(text, sizeof text))) {
+        throw std::runtime_error("no UUID");
+    }
+    return text;
+}
+
+// The argument is the name of a file where there is one, else the script itself.
+std::string ReadFaultScript(const std::string& argument) {
+    const FileSystem::Path path = FileSystem::FromUtf8(argument);
+    if (!FileSystem::Inspect(path).has_value())
+        return argument;
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// Asks the own endpoint for something that it refuses: whoever listens answers.
+bool AnswersAtEndpoint() {
+    CIPCMsgBuffer request(CIPCMsgBuffer::kBlockSize, false);
+    CIPCMsgBuffer answer(CIPCMsgBuffer::kBlockSize, false);
+    request << IPC_MSG_SEND_MAIL << std::uint32_t{0};
+    CRPCClientHelper(CComponentID(ServiceComponentName().c_str())).SendRequest(request, answer);
+    const DeliveryReply reply = DecodeDeliveryReply(answer.GetData(), answer.GetLength());
+    return reply.failure && reply.code == RemoteError::kInvalidData;
+}
+
+// What a fault script can do to the process. Serves one request at a time: whoever crashes first.
+void End(FaultPlan::End end, const HostOptions& options, FaultScript& faults,
+         HostProcess& process) {
+    if (end == FaultPlan::End::kRestart) {
+        process.RequestRestart();
+        return;
+    }
+    if (end == FaultPlan::End::kCrashRestart) {
+        HostProcess::StartSuccessor(
+            SuccessorArguments(options, GetCurrentProcessId(), faults.Remaining()));
+    }
+    if (end != FaultPlan::End::kNone)
+        HostProcess::Crash();
+}
+
+HostParts MakeParts(const HostOptions& options, const SearchRoot& root) {
+    HostParts parts;
+    parts.root = root;
+    parts.allowRemove = options.allowRemove;
+    parts.allowKill = options.allowKill;
+    parts.probe = MakeSystemProbe();
+    parts.features.push_back(std::make_unique<TemporaryFiles>(root, TemporaryFolder()));
+    for (auto& feature : MakeMachineFeatures())
+        parts.features.push_back(std::move(feature));
+    parts.digest = Sha256OfFile;
+    parts.makeId = MakeUuid;
+    parts.channel = std::make_shared<RpcEventChannel>();
+    parts.duplicateOwnHandle = HostProcess::DuplicateInto;
+    return parts;
+}
+
+// Listens until something asks for the end.
+int Listen(HostApplication& application, HostProcess& process, const std::string& faults,
+           HostProcess::Reason& reason) {
+    CRPCServerHelper endpoint(CComponentID(ServiceComponentName().c_str()), kServerTimeout,
+                              CRPCServerParameter(RpcProtocol::kLocal));
+    endpoint.RegisterHandler(&application.Server());
+    int status = ExitStatus::kClean;
+    if (AnswersAtEndpoint()) {
+        std::string error;
+        application.Faults().Parse(faults, error);  // has been checked
+        application.Start();
+        process.AnnounceReady();
+        reason = process.Wait();
+    } else {
+        status = Complain(ExitStatus::kCannotListen, "the endpoint cannot be opened");
+    }
+    application.PrepareStop();
+    endpoint.UnRegisterHandler(&application.Server());
+    return status;
+}
+
+int Serve(const HostOptions& options, const SearchRoot& root, const std::string& faults,
+          HostProcess& process) {
+    HostApplication* current = nullptr;
+    HostParts parts = MakeParts(options, root);
+    parts.end = [&](FaultPlan::End end) { End(end, options, current->Faults(), process); };
+    HostApplication application(std::move(parts));
+    current = &application;
+
+    HostProcess::Reason reason = HostProcess::Reason::kAsked;
+    int status = Listen(application, process, faults, reason);
+    WY_LOG_INFO << L"stop, reason " << static_cast<int>(reason);
+    const bool complete = application.Stop();
+    if (reason == HostProcess::Reason::kRestart &&
+        !HostProcess::StartSuccessor(
+            SuccessorArguments(options, GetCurrentProcessId(), application.Faults().Remaining()))) {
+        status = ExitStatus::kFailure;
+    }
+    // A client that never returns from its callback must not keep the host: its thread is lost
+    // with the process, and nothing that it uses may be taken down before.
+    if (!complete)
+        std::_Exit(status);
+    return status;
+}
+
+int Run() {
+    int status = ExitStatus::kClean;
+    std::string text;
+    const auto options = ParseHostOptions(OwnArguments(), status, text);
+    if (!options.has_value()) {
+        std::fputs(text.c_str(), status == ExitStatus::kClean ? stdout : stderr);
+        return status;
+    }
+
+    const std::string faults = ReadFaultScript(options->fault);
+    FaultScript check;
+    if (!check.Parse(faults, text))
+        return Complain(ExitStatus::kBadUsage, "--fault: " + text);
+    SearchRoot root;
+    if (!options->root.empty()) {
+        const auto folder = FileSystem::Resolve(FileSystem::FromUtf8(options->root));
+        if (!folder.has_value() || !FileSystem::IsFolder(*folder)) {
+            return Complain(ExitStatus::kBadUsage, "--root is no folder: " + options->root);
+        }
+        root = SearchRoot(*folder);
+    }
+    static HostLog log;  // outlives every thread
+    if (!options->logFile.empty()) {
+        if (!log.Open(options->logFile)) {
+            return Complain(ExitStatus::kBadUsage, "--log cannot be written: " + options->logFile);
+        }
+        g_pDebugLog = &log;
+    }
+
+    const std::wstring productId = kProductIds[options->mode];
+    Frwk::Mode::SetWyvarionId(productId);
+    CRPCClient::ReadMode();
+    CRPCServer::ReadMode();
+    HostProcess process;
+    if (!process.TakePlace(productId, options->successorOf)) {
+        return Complain(ExitStatus::kAlreadyRunning,
+                        "another host of mode " + std::to_string(options->mode) +
+                            " runs already; two on one endpoint would share the calls");
+    }
+    if (!process.Prepare(*options, text))
+        return Complain(ExitStatus::kBadUsage, text);
+    return Serve(*options, root, faults, process);
+}
+
+}  // namespace
+
+}  // namespace DevHost
+
+int main() {
+    try {
+        return DevHost::Run();
+    } catch (const std::exception& error) {
+        return DevHost::Complain(DevHost::ExitStatus::kFailure, error.what());
+    }
+}
