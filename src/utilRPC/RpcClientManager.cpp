@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Result.h"
@@ -48,7 +49,13 @@ std::wstring WidenUuid(const char* text) {
 }  // namespace
 
 std::wstring ServiceComponentName() {
-    return L"KR_" + Frwk::Mode::GetWyvarionId() + L"_RPC_MASTER";
+    constexpr std::wstring_view prefix = L"KR_";
+    constexpr std::wstring_view suffix = L"_RPC_MASTER";
+    const std::wstring id = Frwk::Mode::GetWyvarionId();
+    std::wstring name;
+    name.reserve(prefix.size() + id.size() + suffix.size());
+    name.append(prefix).append(id).append(suffix);
+    return name;
 }
 
 CRpcClientManager::CRpcClientManager(void* pPluginOrg, std::uint32_t uiTimeout)
@@ -101,16 +108,16 @@ std::uint32_t CRpcClientManager::CreateUUID(char* dst, std::uint32_t len) {
         return Result::kInvalidArgument;
     if (len > 0)
         *dst = '\0';
-    const std::string text = RpcPlatform::NewUuidText();
-    if (text.empty()) {
+    char text[RpcPlatform::kUuidTextSize];
+    if (!RpcPlatform::NewUuidText(text)) {
         WY_LOG_ERROR << L"CreateUUID() create uuid failed";
         return Result::kNoUuid;
     }
-    if (text.size() + 1 > len) {
+    if (sizeof(text) > len) {
         WY_LOG_ERROR << L"CreateUUID() create uuid failed (length) ";
         return Result::kNoUuid;
     }
-    std::memcpy(dst, text.c_str(), text.size() + 1);
+    std::memcpy(dst, text, sizeof(text));
     return Result::kSuccess;
 }
 

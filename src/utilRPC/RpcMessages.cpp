@@ -28,14 +28,12 @@ void SetField(CRpcDataHandleWrapper& message, std::uint32_t id, const char (&fie
     message.Set(id, field, FieldLength(field));
 }
 
-// Reads an identifier: at most 36 characters, zero-filled.
+// Reads an identifier: at most 36 characters, zero-filled. Longer text is cut.
 template <std::size_t N>
 void GetIdField(const CRpcDataHandleWrapper& message, std::uint32_t id, char (&field)[N]) {
     static_assert(N > RpcMessages::kIdLength);
-    std::string text;
-    message.Get(id, text);
     std::memset(field, 0, RpcMessages::kIdLength + 1);
-    std::memcpy(field, text.data(), std::min<std::size_t>(text.size(), RpcMessages::kIdLength));
+    message.GetPrefix(id, field, RpcMessages::kIdLength);
 }
 
 void EncodeVersion(const CommandClient& client, CRpcDataHandleWrapper& message) {

@@ -1,21 +1,28 @@
 #include "utilRPC/rpc_platform.h"
 
+#include <cstring>
+
 #include "Common/KrCommon/KrComn_Windows.h"
 
 #include <objbase.h>
 #include <rpc.h>
 
-std::string RpcPlatform::NewUuidText() {
+bool RpcPlatform::NewUuidText(char (&text)[kUuidTextSize]) {
     GUID guid{};
     // The status is not examined: without a new GUID the text of the null one would come out, and
     // two processes with one name do not go unnoticed.
     static_cast<void>(CoCreateGuid(&guid));
-    RPC_CSTR text = nullptr;
-    if (UuidToStringA(&guid, &text) != RPC_S_OK)
-        return {};
-    const std::string result = reinterpret_cast<const char*>(text);
-    RpcStringFreeA(&text);
-    return result;
+    RPC_CSTR made = nullptr;
+    if (UuidToStringA(&guid, &made) != RPC_S_OK || made == nullptr) {
+        return false;
+    }
+    const auto* characters = reinterpret_cast<const char*>(made);
+    const bool fits = std::strlen(characters) + 1 == kUuidTextSize;
+    if (fits) {
+        std::memcpy(text, characters, kUuidTextSize);
+    }
+    RpcStringFreeA(&made);
+    return fits;
 }
 
 void RpcPlatform::SignalEvent(void* event) {

@@ -307,3 +307,9 @@ void CRpcDataHandleWrapper::CloseMessage(std::uint32_t opened) {
         message->CloseMessage(opened);
     }
 }
+
+std::uint32_t CRpcDataHandleWrapper::GetPrefix(std::uint32_t id, char* to,
+                                               std::uint32_t limit) const {
+    const CRpcMsgBuffer* message = MessageOf(m_hData);
+    return message != nullptr ? message->GetPrefixA(id, to, limit) : Result::kFailure;
+}

@@ -76,6 +76,9 @@ public:
     std::uint32_t Get(std::uint32_t id, std::uint32_t index, std::string& out) const;
     std::uint32_t Get(std::uint32_t id, std::wstring& out) const { return Get(id, 0, out); }
     std::uint32_t Get(std::uint32_t id, std::uint32_t index, std::wstring& out) const;
+    // Copies the first characters of a narrow text, at most `limit` and without a terminator, for
+    // readers of short identifiers that need no string of their own.
+    std::uint32_t GetPrefix(std::uint32_t id, char* to, std::uint32_t limit) const;
     // A child that is absent gives 0xe0ff0001, unlike all other reads.
     std::uint32_t Get(std::uint32_t id, CRpcDataHandleWrapper* child) const {
         return Get(id, 0, child);

@@ -54,13 +54,9 @@ private:
     std::uint64_t m_uiPosition = MsgBuffer::kHeaderSize;
 };
 
-// Most messages of one command fit without a second allocation.
-constexpr std::size_t kUsualSize = 256;
-
 }  // namespace
 
 MsgBuffer::MsgBuffer(std::uint32_t id) {
-    m_vecData.reserve(kUsualSize);
     Reset(id);
 }
 
@@ -123,8 +119,8 @@ void MsgBuffer::AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t 
 }
 
 void MsgBuffer::AddMessage(const MsgBuffer& child) {
-    std::vector<std::uint8_t> own;
-    const std::vector<std::uint8_t>* source = &child.m_vecData;
+    Image own;
+    const Image* source = &child.m_vecData;
     if (&child == this) {
         own = m_vecData;
         source = &own;
@@ -237,6 +233,19 @@ std::uint32_t MsgBuffer::GetStringW(std::uint32_t id, std::uint32_t index, wchar
         *outChars = static_cast<std::uint32_t>(Wire::DecodeUnits(payload, count, buffer));
         buffer[*outChars] = L'\0';
     }
+    return Result::kSuccess;
+}
+
+std::uint32_t MsgBuffer::GetPrefixA(std::uint32_t id, char* to, std::uint32_t limit) const {
+    ParamIndexEntry entry{};
+    if (!Find(id, 0, entry)) {
+        return Result::kNotFound;
+    }
+    if (entry.uiType != ParamTag::kStringA) {
+        return Result::kInvalidArgument;
+    }
+    const std::uint32_t count = entry.uiLength < 2 ? 0 : entry.uiLength - 1;
+    std::memcpy(to, m_vecData.data() + entry.uiOffset, std::min(count, limit));
     return Result::kSuccess;
 }
 

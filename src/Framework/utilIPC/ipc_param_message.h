@@ -10,6 +10,7 @@
 // Operations report by result code: 0xe0ff000e no such id or index, 0xe0ff0007 wrong type or
 // size, 0x20ff0000 success. A message belongs to one thread at a time.
 
+#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -81,6 +82,9 @@ public:
     std::uint32_t GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
                              std::uint32_t capacity, std::uint32_t* outChars) const;
 
+    // Copies at most `limit` characters of a narrow text, without a terminator.
+    std::uint32_t GetPrefixA(std::uint32_t id, char* to, std::uint32_t limit) const;
+
     // Loads a nested record into `child`. A record of another type loads nothing, with success.
     std::uint32_t GetMessage(std::uint32_t id, std::uint32_t index, MsgBuffer* child) const;
 
@@ -100,7 +104,11 @@ private:
     bool IsHidden(const ParamIndexEntry& entry) const;
     bool Find(std::uint32_t id, std::uint32_t index, ParamIndexEntry& entry) const;
 
-    std::vector<std::uint8_t> m_vecData;
+    // Most messages of one command fit in here without a block of their own.
+    static constexpr std::size_t kInlineSize = 256;
+    using Image = boost::container::small_vector<std::uint8_t, kInlineSize>;
+
+    Image m_vecData;
     // Payload offsets of appended records of tag 0, which are in the image and cannot be read.
     std::vector<std::uint32_t> m_vecHidden;
 };
@@ -127,6 +135,9 @@ public:
                              std::uint32_t capacity, std::uint32_t* outChars) const;
     std::uint32_t GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
                              std::uint32_t capacity, std::uint32_t* outChars) const;
+    std::uint32_t GetPrefixA(std::uint32_t id, char* to, std::uint32_t limit) const {
+        return m_Message.GetPrefixA(id, to, limit);
+    }
     std::uint32_t GetMessage(std::uint32_t id, std::uint32_t index, CRpcMsgBuffer* child) const;
     std::uint32_t GetId() const { return m_Message.GetId(); }
     const std::uint8_t* GetData() const { return m_Message.GetData(); }

@@ -19,6 +19,9 @@ constexpr const wchar_t* kLogModule = L"OuterClientHelper";
 constexpr std::uint32_t kManagerTimeout = 1000;
 constexpr std::uint32_t kTrackingIdSize = RpcMessages::kIdLength + 1;
 
+// Room for the records of a mail beside its text.
+constexpr std::uint32_t kMailFieldsSize = 128;
+
 // The kind of context that the client manager may give up, by its first characters.
 constexpr const char kContextKind[] = "00000003";
 
@@ -215,6 +218,7 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, s
     std::uint32_t result = Result::kSuccess;
     {
         CRpcDataHandleWrapper param(RPC_MSG_PRODUCT_DATA);
+        param.Reserve(TextLength(text) * 2 + kMailFieldsSize);
         result = param.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text.c_str(), TextLength(text));
         if (Result::Failed(result))
             return result;
@@ -251,6 +255,7 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, s
         return result;
     {
         CRpcDataHandleWrapper outer(RPC_MSG_PRODUCT_DATA);
+        outer.Reserve(param.GetSize() + kMailFieldsSize);
         outer.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, param.GetMsgId());
         param.Set(ID_DATA_PRODUCTADAPTER_COMM_PROCESS_ID, processId);
         param.Set(ID_DATA_PRODUCTADAPTER_COMM_THREAD_ID, threadId);

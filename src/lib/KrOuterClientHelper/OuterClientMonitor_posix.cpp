@@ -13,9 +13,11 @@ void OuterClientMonitor::SignalStopEvent(void*) {}
 void OuterClientMonitor::StartThread(const LinkPtr&, const EventPtr&) {}
 
 std::uint32_t OuterClientPlatform::CurrentProcessId() {
-    return static_cast<std::uint32_t>(getpid());
+    static const auto id = static_cast<std::uint32_t>(getpid());
+    return id;
 }
 
 std::uint32_t OuterClientPlatform::CurrentThreadId() {
-    return static_cast<std::uint32_t>(gettid());
+    thread_local const auto id = static_cast<std::uint32_t>(gettid());
+    return id;
 }

@@ -2,6 +2,7 @@
 
 #include <json/json.h>
 
+#include <algorithm>
 #include <boost/make_shared.hpp>
 #include <new>
 #include <stdexcept>
@@ -347,7 +348,9 @@ std::uint32_t JsonDocument::Parse(const std::wstring& text) {
 std::uint32_t JsonDocument::ParseText(std::wstring_view text) {
     Replace([&](Json::Value& value) {
         const std::string narrow = String::ToUtf8(text);
-        if (!JsonText::IsReadable(narrow, LevelsLeft())) {
+        // A text shorter than the limits cannot pass them.
+        const std::size_t harmless = std::min<std::size_t>(LevelsLeft(), JsonText::kMaxNumberSize);
+        if (narrow.size() > harmless && !JsonText::IsReadable(narrow, LevelsLeft())) {
             return kBadArgument;
         }
         const char* const begin = narrow.data();

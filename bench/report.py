@@ -1,0 +1,101 @@
+#!/usr/bin/env python3
+"""Reads what bench/run measured and prints it as a Markdown table of ratios.
+
+A ratio is that of two medians of one run whose repetitions were interleaved. A figure whose
+repetitions spread too widely is marked, not hidden.
+"""
+import json
+import statistics
+import sys
+from pathlib import Path
+
+SPREAD_LIMIT = 0.25  # standard deviation over median
+
+
+def aggregates(path):
+    """name -> (median ns, spread, counters of the median) of one Google Benchmark report."""
+    table = {}
+    for row in json.loads(path.read_text())["benchmarks"]:
+        entry = table.setdefault(row["run_name"], {})
+        if row.get("aggregate_name") == "median":
+            entry["median"] = row["cpu_time"]
+            entry["allocations"] = row.get("allocations")
+        elif row.get("aggregate_name") == "cv":
+            entry["spread"] = row["cpu_time"]
+    return table
+
+
+def fields(path):
+    """The key=value lines of a Windows benchmark."""
+    for line in path.read_text().splitlines():
+        words = line.split()
+        if len(words) > 1:
+            yield words[0], {k: float(v) for k, v in (w.split("=", 1) for w in words[1:])}
+
+
+def row(what, figure, limit, remark=""):
+    print(f"| {what} | {figure} | {limit} | {remark} |")
+
+
+def spread_mark(*entries):
+    wide = [e for e in entries if e.get("spread", 0) > SPREAD_LIMIT]
+    return "spread too wide, measure again" if wide else ""
+
+
+def marshalling(path):
+    table = aggregates(path)
+    alone, call = table["JsonTextAlone"], table["CallOfTenFields"]
+    row("call of ten fields ÷ its JSON text alone", f"{call['median'] / alone['median']:.2f}", "1.25",
+        f"{call['median'] / 1000:.2f} µs, {alone['median'] / 1000:.2f} µs. {spread_mark(alone, call)}")
+    row("allocations of the call beyond jsoncpp's", f"{call['allocations'] - alone['allocations']:.0f}",
+        "counted", f"{call['allocations']:.0f} and {alone['allocations']:.0f}")
+
+
+def formats(path):
+    table = aggregates(path)
+    own = table["ParameterMessage"]
+    for name in ("Protobuf", "MessagePack", "SdBus"):
+        other = table[name]
+        row(f"parameter message ÷ {name}", f"{own['median'] / other['median']:.2f}", "shown",
+            f"{own['median']:.0f} ns, {other['median']:.0f} ns. {spread_mark(own, other)}")
+
+
+def log_line(path):
+    for name, entry in aggregates(path).items():
+        row(f"log: {name}", f"{entry['median']:.2f} ns", "", spread_mark(entry))
+
+
+def round_trip(path):
+    for _, f in fields(path):
+        row("WyGetSysCpuUsage through the DLL ÷ bare stub call (Wine)", f"{f['ratio']:.2f}", "1.10",
+            f"{f['dll_us']:.0f} µs, {f['bare_us']:.0f} µs, quartiles of the ratio "
+            f"{f['ratio_p25']:.2f} to {f['ratio_p75']:.2f}")
+
+
+def answers(path):
+    by_size = {}
+    for _, f in fields(path):
+        by_size.setdefault(int(f["kib"]), []).append(f)
+    small, large = (by_size[k] for k in sorted(by_size))
+    ms = [statistics.median(f["ms"] for f in runs) for runs in (small, large)]
+    row("answer of 16 MiB of JSON ÷ answer of 1 MiB, time (Wine)", f"{ms[1] / ms[0]:.1f}", "20",
+        f"{ms[1]:.0f} ms, {ms[0]:.0f} ms")
+    peak = statistics.median(f["peak_per_text_byte"] for f in large)
+    wide = statistics.median(f["peak_per_wide_byte"] for f in large)
+    row("peak memory of the 16 MiB answer ÷ text (Wine)", f"{wide:.1f}", "12",
+        f"against the UTF-16 text; {peak:.1f} against one byte a character")
+
+
+def main():
+    results = Path(sys.argv[1])
+    print("| what | measured | at most | |")
+    print("|---|---|---|---|")
+    for name, show in (("roundtrip.txt", round_trip), ("bench_marshalling.json", marshalling),
+                       ("bench_formats.json", formats), ("answers.txt", answers),
+                       ("bench_log.json", log_line)):
+        if (results / name).exists():
+            show(results / name)
+
+
+if __name__ == "__main__":
+    main()
