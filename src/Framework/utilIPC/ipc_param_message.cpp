@@ -162,7 +162,7 @@ void MsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
     const std::less<> before;
     if (!before(image, m_vecData.data()) && before(image, m_vecData.data() + m_vecData.size())) {
         // The image lies in this very message.
-        m_vecData = std::vector<std::uint8_t>(image, image + size);
+        m_vecData = Image(image, image + size);
     } else {
         m_vecData.assign(image, image + size);
     }
