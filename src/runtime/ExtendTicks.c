@@ -1,5 +1,6 @@
 #include "runtime/ExtendTicks.h"
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the built-in function writes through it
 uint64_t wy_extend_ticks(uint64_t* last, uint32_t now) {
     uint64_t known = __atomic_load_n(last, __ATOMIC_ACQUIRE);
     for (;;) {
