@@ -6,7 +6,8 @@
 #   SLOW     left out by ./test --quick
 #   TIMEOUT  of the whole program, 120 seconds unless given
 #   DATA     copied to <build>/bin/data/; a test runs with <build>/bin as its current folder
-# gmock's main() is linked unless a source brings its own.
+# gmock's main() is linked unless a source brings its own. WYSDK_TEST_FULL=1 stands in the
+# environment of a run by ./test --full: tests then do their whole sweep, with 20 times the TIMEOUT.
 #
 # wy_add_fuzzer(NAME SOURCES file... [LIBS target...] CORPUS folder)
 #
