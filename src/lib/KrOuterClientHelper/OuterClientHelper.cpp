@@ -215,6 +215,8 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, s
                                                          const JsonDocument& input,
                                                          JsonDocument& output, bool mailFlag) {
     std::wstring text = input.ToCompactString();
+    if (input.Status() == JsonDocument::kOutOfMemory)
+        return Result::kOutOfMemory;
     std::uint32_t result = Result::kSuccess;
     {
         CRpcDataHandleWrapper param(RPC_MSG_PRODUCT_DATA);
@@ -236,9 +238,12 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, s
         }
     }
     // The message is gone by now, so that a large answer is not held beside its own document.
-    if (output.Parse(text) != JsonDocument::kOk)
+    const std::uint32_t status = output.Parse(text);
+    WY_LOG_INFO << L"after invoking ParseJsonString, ret=" << status;
+    if (status == JsonDocument::kOutOfMemory)
+        return Result::kOutOfMemory;
+    if (status != JsonDocument::kOk)
         output.Clear();
-    WY_LOG_INFO << L"after invoking ParseJsonString, ret=" << output.Status();
     return result;
 }
 

@@ -1,0 +1,3 @@
+#include "WySdk/SdkIdentity.h"
+
+CSdkIdentity::CSdkIdentity() = default;
