@@ -8,6 +8,7 @@
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Result.h"
 #include "Framework/utilIPC/ipc_ids.h"
+#include "lib/KrOuterClientHelper/OuterClientReconnect.h"
 
 namespace Result = KrCommon::Result;
 using KrCommon::Synchronize::SingleLock;
@@ -101,7 +102,7 @@ CKrRpcClientHelper::~CKrRpcClientHelper() {
     if (m_pLink != nullptr) {
         // From here on a monitor thread that is still at work finds no helper any more.
         const SingleLock lock(m_pLink->lock);
-        m_pLink->helper = nullptr;
+        m_pLink->session = nullptr;
     }
     UninitProduct();
     const boost::lock_guard<boost::mutex> lock(m_Mutex);
@@ -329,7 +330,8 @@ void CKrRpcClientHelper::StartMonitor(const std::wstring& processName) {
     m_strProcessName = processName;
     if (m_pLink == nullptr) {
         m_pLink.reset(new OuterClientMonitor::Link);
-        m_pLink->helper = this;
+        m_pSession.reset(new OuterClientReconnect(*this));
+        m_pLink->session = m_pSession.get();
     }
     OuterClientMonitor::StartThread(m_pLink, m_hStopEvent);
 }

@@ -97,6 +97,8 @@ private:
     std::wstring m_strProcessName;
     [[maybe_unused]] bool m_bFlag;
     [[maybe_unused]] std::uint32_t m_uiTimeout;
+    // Made with the first registration.
+    boost::shared_ptr<OuterClientMonitor::Session> m_pSession;
     OuterClientMonitor::LinkPtr m_pLink;
     OuterClientMonitor::EventPtr m_hStopEvent;
 

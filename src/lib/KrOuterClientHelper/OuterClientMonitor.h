@@ -7,18 +7,34 @@
 
 #include "Common/KrCommon/KrComn_Synchronize.h"
 
-class CKrRpcClientHelper;
-
 namespace OuterClientMonitor {
+
+// What the monitor thread does with the session that it watches.
+class Session {
+public:
+    static constexpr std::uint64_t kNoHandle = 0xffffffffffffffffULL;
+
+    Session() = default;
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    virtual ~Session() = default;
+
+    // Asks the service for a handle on its own process that is valid in this one. 0 when the mail
+    // failed, kNoHandle when the service could not provide one.
+    virtual std::uint64_t AskServiceHandle() = 0;
+
+    // One attempt to register again. True when it got through.
+    virtual bool TryReconnect() = 0;
+};
 
 constexpr std::uint32_t kMonitorMail = 35870;
 constexpr std::uint32_t kReconnectIntervalMs = 500;
 
-// What a monitor thread holds of its helper: null once the helper is going away. The lock is held
-// while the thread uses the helper, so that the helper's destruction waits for it.
+// What a monitor thread holds of its session: null once the session is going away. The lock is held
+// while the thread uses the session, so that its destruction waits for the thread.
 struct Link {
     KrCommon::Synchronize::CriticalSection lock;
-    CKrRpcClientHelper* helper = nullptr;
+    Session* session = nullptr;
 };
 using LinkPtr = boost::shared_ptr<Link>;
 

@@ -6,7 +6,6 @@
 
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Windows.h"
-#include "lib/KrOuterClientHelper/OuterClientReconnect.h"
 
 using KrCommon::Synchronize::SingleLock;
 
@@ -28,13 +27,13 @@ void Reconnect(OuterClientMonitor::Link& link) {
     for (bool again = true; again;) {
         Sleep(OuterClientMonitor::kReconnectIntervalMs);
         const SingleLock lock(link.lock);
-        again = link.helper != nullptr && !OuterClientReconnect::TryOnce(*link.helper);
+        again = link.session != nullptr && !link.session->TryReconnect();
     }
 }
 
 std::uint64_t AskServiceHandle(OuterClientMonitor::Link& link) {
     const SingleLock lock(link.lock);
-    return link.helper != nullptr ? OuterClientReconnect::AskServiceHandle(*link.helper) : 0;
+    return link.session != nullptr ? link.session->AskServiceHandle() : 0;
 }
 
 DWORD Watch(const Start& start) {
@@ -43,7 +42,7 @@ DWORD Watch(const Start& start) {
         return kInvalidHelper;
     }
     const std::uint64_t number = AskServiceHandle(*start.link);
-    if (number == OuterClientReconnect::kNoHandle) {
+    if (number == OuterClientMonitor::Session::kNoHandle) {
         WY_LOG_ERROR << L"No privilege to open process!";
         return kNoPrivilege;
     }

@@ -1,20 +1,21 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+
+#include "lib/KrOuterClientHelper/OuterClientMonitor.h"
 
 class CKrRpcClientHelper;
 
-// What the monitor thread does with the helper between its waits. Portable, so that the steps are
+// The session of one client helper, as the monitor thread sees it. Portable, so that the steps are
 // tested without a wait.
-class OuterClientReconnect {
+class OuterClientReconnect : public OuterClientMonitor::Session {
 public:
-    static constexpr std::uint64_t kNoHandle = 0xffffffffffffffffULL;
+    // The helper must outlive this.
+    explicit OuterClientReconnect(CKrRpcClientHelper& helper) : m_Helper(helper) {}
 
-    // Asks the service for a handle on its own process that is valid in this one. 0 when the mail
-    // failed, kNoHandle when the service could not provide one.
-    static std::uint64_t AskServiceHandle(CKrRpcClientHelper& helper);
+    std::uint64_t AskServiceHandle() override;
+    bool TryReconnect() override;
 
-    // One attempt to register again. True when it got through.
-    static bool TryOnce(CKrRpcClientHelper& helper);
+private:
+    CKrRpcClientHelper& m_Helper;
 };
