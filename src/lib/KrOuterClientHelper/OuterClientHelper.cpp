@@ -8,7 +8,6 @@
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Result.h"
 #include "Framework/utilIPC/ipc_ids.h"
-#include "lib/KrOuterClientHelper/OuterClientReconnect.h"
 
 namespace Result = KrCommon::Result;
 using KrCommon::Synchronize::SingleLock;
@@ -403,4 +402,22 @@ std::uint32_t CKrRpcClientHelper::DeliverEvent(const CommandResult& in, CommandR
     out.uiReportId = RPC_MSG_PRODUCT_DATA;
     RpcDataShare(&answer.Handle(), &out.pReport);
     return result;
+}
+
+std::uint64_t OuterClientReconnect::AskServiceHandle() {
+    JsonDocument input;
+    input["pid"].SetUInt32(OuterClientPlatform::CurrentProcessId());
+    JsonDocument output;
+    m_Helper.SendMail2ProductPlugin(MailDestination::kConnectionMonitor,
+                                    OuterClientMonitor::kMonitorMail, input, output, false);
+    return output["handle"].AsUInt64();
+}
+
+bool OuterClientReconnect::TryReconnect() {
+    CKrRpcClientHelper::m_bRegistered = false;
+    m_Helper.UninitProduct();
+    m_Helper.InitProduct(ProductIdentity::kProductNumber, ProductIdentity::kProductIdString);
+    const std::uint32_t code = m_Helper.RegisterProcess(m_Helper.m_strProcessName.c_str(),
+                                                        CKrRpcClientHelper::g_fnCallback.load());
+    return Result::Succeeded(code);
 }

@@ -111,3 +111,16 @@ private:
     static CommandClient m_Context;
     static std::uint32_t m_nProductID;
 };
+
+// The session of one client helper, as the monitor thread sees it.
+class OuterClientReconnect : public OuterClientMonitor::Session {
+public:
+    // The helper must outlive this.
+    explicit OuterClientReconnect(CKrRpcClientHelper& helper) : m_Helper(helper) {}
+
+    std::uint64_t AskServiceHandle() override;
+    bool TryReconnect() override;
+
+private:
+    CKrRpcClientHelper& m_Helper;
+};
