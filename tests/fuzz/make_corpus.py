@@ -127,8 +127,15 @@ def seeds():
         yield "FuzzJson", "units-" + name, b"\x01" + text.encode("utf-16-le")
         yield "FuzzEventEntry", "json-" + name, b"\x01" + text.encode()
     yield "FuzzJson", "units-surrogates", b"\x01" + '"\U0001f600'.encode("utf-16-le") + b"\x00\xd8\x22\x00"
-    for number, (name, text) in enumerate({**JSON_TEXTS, **ANSWERS}.items()):
-        yield "FuzzReplyOutputs", name, bytes([number]) + text.encode()
+    # One function after the other, so that the seeds meet every kind of output.
+    texts = {**JSON_TEXTS, **ANSWERS}
+    for number in range(57):
+        name = list(texts)[number % len(texts)]
+        yield "FuzzReplyOutputs", f"{number}-{name}", bytes([number, 0]) + texts[name].encode()
+    for number in (0, 4, 44):
+        yield "FuzzReplyOutputs", f"null-{number}", bytes([number, 0xFE]) + ANSWERS["numbers"].encode()
+        yield "FuzzReplyOutputs", f"units-{number}", (
+            bytes([number, 1]) + ANSWERS["texts"].encode("utf-16-le"))
 
 
 def main():
