@@ -16,6 +16,9 @@
 
 define_property(GLOBAL PROPERTY WY_TEST_LINES)
 
+# Test sources run once and are compiled often: unlike the code under test they are not optimised.
+set(WY_TEST_OPTIONS -O0 -g1)
+
 function(wy_enter_test)
   string(JOIN "\t" line ${ARGN})
   set_property(GLOBAL APPEND PROPERTY WY_TEST_LINES "${line}")
@@ -43,6 +46,7 @@ function(wy_add_gtest name)
     file(CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/wy_test_headers.cpp" CONTENT "int main() {}\n")
     add_executable(wy_test_headers "${CMAKE_BINARY_DIR}/wy_test_headers.cpp")
     target_link_libraries(wy_test_headers PRIVATE GTest::gmock)
+    target_compile_options(wy_test_headers PRIVATE ${WY_TEST_OPTIONS})
     target_precompile_headers(wy_test_headers PRIVATE
       <gmock/gmock.h> <gtest/gtest.h> <algorithm> <cstring> <functional> <map> <string> <vector>)
   endif()
@@ -50,6 +54,7 @@ function(wy_add_gtest name)
   target_link_libraries(${name} PRIVATE ${arg_LIBS} GTest::gmock_main GTest::gmock GTest::gtest
                                         Threads::Threads)
   target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  target_compile_options(${name} PRIVATE ${WY_TEST_OPTIONS})
   target_precompile_headers(${name} REUSE_FROM wy_test_headers)
   foreach(item IN LISTS arg_DATA)
     file(COPY "${CMAKE_CURRENT_SOURCE_DIR}/${item}" DESTINATION "${CMAKE_BINARY_DIR}/bin/data")
