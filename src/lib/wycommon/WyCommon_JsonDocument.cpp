@@ -348,9 +348,10 @@ std::uint32_t JsonDocument::Parse(const std::wstring& text) {
 std::uint32_t JsonDocument::ParseText(std::wstring_view text) {
     Replace([&](Json::Value& value) {
         const std::string narrow = String::ToUtf8(text);
-        // A text shorter than the limits cannot pass them.
+        // A text shorter than the limits cannot pass them. One that is as long can: the reader goes
+        // one level deeper to see that nothing follows the last bracket.
         const std::size_t harmless = std::min<std::size_t>(LevelsLeft(), JsonText::kMaxNumberSize);
-        if (narrow.size() > harmless && !JsonText::IsReadable(narrow, LevelsLeft())) {
+        if (narrow.size() >= harmless && !JsonText::IsReadable(narrow, LevelsLeft())) {
             return kBadArgument;
         }
         const char* const begin = narrow.data();
