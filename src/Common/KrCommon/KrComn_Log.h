@@ -74,6 +74,11 @@ public:
           m_uiLine(line),
           m_uiLevel(level) {}
 
+    // A line of a log that is known to let the level through.
+    WyLogStream(KrCommon::LogSink& log, const char* file, std::uint32_t line,
+                std::uint32_t level) noexcept
+        : m_pLog(&log), m_szFile(file), m_uiLine(line), m_uiLevel(level) {}
+
     WyLogStream(const WyLogStream&) = delete;
     WyLogStream& operator=(const WyLogStream&) = delete;
 
@@ -175,10 +180,26 @@ private:
     bool m_bCopied = false;
 };
 
+// True when a line of this level would be written to the main log.
+inline bool WyLogEnabled(std::uint32_t level) noexcept {
+    return g_pDebugLog != nullptr && g_pDebugLog->IsLevelEnabled(level);
+}
+
+// Gives both branches of WY_LOG_LINE the type void; binds weaker than << and stronger than ?:.
+struct WyLogVoid {
+    void operator&(const WyLogStream&) const noexcept {}
+};
+
 // A source file that logs defines, in an unnamed namespace, `kLogSource` (narrow: its name,
 // without path and extension, or the name its log lines are known by) and `kLogModule` (wide:
 // the module tag at the head of the text).
-#define WY_LOG_LINE(level, tag) (WyLogStream(kLogSource, __LINE__, (level)) << kLogModule << (tag))
+//
+// A line is a statement: `WY_LOG_ERROR << L"text" << value;`. What stands behind << is not
+// evaluated when the line is not written.
+#define WY_LOG_LINE(level, tag)                                                                   \
+    !WyLogEnabled(level) ? static_cast<void>(0)                                                   \
+                         : WyLogVoid() & WyLogStream(*g_pDebugLog, kLogSource, __LINE__, (level)) \
+                                             << kLogModule << (tag)
 #define WY_LOG_INFO WY_LOG_LINE(KrCommon::LogLevel::kInformation, L": [INFO] ")
 #define WY_LOG_WARN WY_LOG_LINE(KrCommon::LogLevel::kWarning, L": [WARN] ")
 #define WY_LOG_ERROR WY_LOG_LINE(KrCommon::LogLevel::kError, L": [ERROR] ")

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "Common/KrCommon/KrComn_Log.h"
 #include "support/LogRecorder.h"
@@ -125,6 +126,33 @@ TEST(LogStream, enabled_level_writes_one_line_for_many_pieces) {
     CountingSink sink(true);
     WY_LOG_ERROR << L"a" << L"b" << L"c";
     EXPECT_EQ(sink.m_iLines, 1);
+}
+
+TEST(LogStream, arguments_of_a_line_that_is_not_written_are_not_evaluated) {
+    int evaluated = 0;
+    const auto argument = [&evaluated] { return ++evaluated; };
+    WY_LOG_ERROR << argument();
+    EXPECT_EQ(evaluated, 0) << "without a log";
+    {
+        CountingSink sink(false);
+        WY_LOG_ERROR << argument();
+        EXPECT_EQ(evaluated, 0) << "with the level off";
+    }
+    CountingSink sink(true);
+    WY_LOG_ERROR << argument();
+    EXPECT_EQ(evaluated, 1);
+}
+
+TEST(LogStream, line_is_one_statement_between_if_and_else) {
+    LogRecorder log;
+    for (const bool first : {true, false}) {
+        if (first)
+            WY_LOG_INFO << L"first";
+        else
+            WY_LOG_ERROR << L"second";
+    }
+    EXPECT_EQ(log.Texts(),
+              (std::vector<std::wstring>{L"Module: [INFO] first", L"Module: [ERROR] second"}));
 }
 
 TEST(LogStream, level_filter_lets_masked_and_forced_lines_through) {
