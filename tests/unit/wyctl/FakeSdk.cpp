@@ -1,0 +1,232 @@
+#include "FakeSdk.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "Common/KrCommon/KrComn_Result.h"
+#include "Common/KrCommon/KrComn_String.h"
+#include "wyctl/Errors.h"
+
+namespace {
+
+using WyCtl::ExportAddress;
+
+FakeSdk::State g_state;
+
+std::string Show(const wchar_t* text) {
+    return text == nullptr ? "null" : KrCommon::String::ToUtf8(text);
+}
+
+std::uint32_t Record(const char* name, const std::string& arguments) {
+    g_state.calls.push_back(fmt::format("{}({})", name, arguments));
+    const auto code = g_state.codes.find(name);
+    return code != g_state.codes.end() ? code->second : KrCommon::Result::kSuccess;
+}
+
+void Give(wchar_t** out, const std::string& utf8) {
+    const std::wstring text = KrCommon::String::FromUtf8(utf8);
+    *out = static_cast<wchar_t*>(std::malloc((text.size() + 1) * sizeof(wchar_t)));
+    std::copy(text.c_str(), text.c_str() + text.size() + 1, *out);
+    ++g_state.texts;
+}
+
+std::uint32_t NextProgress() {
+    if (g_state.progress.empty()) {
+        return 100;
+    }
+    const std::uint32_t next = g_state.progress.front();
+    g_state.progress.erase(g_state.progress.begin());
+    return next;
+}
+
+std::uint32_t WYAPI Initialize(const wchar_t* name) {
+    return Record("WyInitialize", Show(name));
+}
+std::uint32_t WYAPI Uninitialize() {
+    return Record("WyUninitialize", "");
+}
+std::uint32_t WYAPI Scan(std::uint32_t session, const wchar_t* items, wchar_t** id) {
+    const std::uint32_t code = Record("WyScan", fmt::format("{}, {}", session, Show(items)));
+    if (KrCommon::Result::Succeeded(code)) {
+        Give(id, "scan-7");
+    }
+    return code;
+}
+std::uint32_t WYAPI GetScanProgress(const wchar_t* id, std::uint32_t* progress, wchar_t** feature,
+                                    wchar_t** object) {
+    *progress = NextProgress();
+    Give(feature, "temporary files");
+    Give(object, "C:\\Temp");
+    return Record("WyGetScanProgress", Show(id));
+}
+std::uint32_t WYAPI CancelScan(const wchar_t* id) {
+    return Record("WyCancelScan", Show(id));
+}
+std::uint32_t WYAPI GetScanResult(const wchar_t* id, const wchar_t* items, wchar_t** data) {
+    Give(data, g_state.resultText);
+    return Record("WyGetScanResult", fmt::format("{}, {}", Show(id), Show(items)));
+}
+std::uint32_t WYAPI ScanBigFile(const wchar_t* drive, const wchar_t* category, std::uint64_t size) {
+    return Record("WyScanBigFile", fmt::format("{}, {}, {}", Show(drive), Show(category), size));
+}
+std::uint32_t WYAPI GetBigFileProgress(std::uint32_t* progress) {
+    *progress = NextProgress();
+    return Record("WyGetBigFileProgress", "");
+}
+std::uint32_t WYAPI GetBigFileResult(std::uint32_t limit, wchar_t** data) {
+    Give(data, g_state.resultText);
+    return Record("WyGetBigFileResult", fmt::format("{}", limit));
+}
+std::uint32_t WYAPI CancelBigFileScan() {
+    return Record("WyCancelBigFileScan", "");
+}
+std::uint32_t WYAPI ScanDupFile(const wchar_t* drive, const wchar_t* category, std::uint64_t size) {
+    return Record("WyScanDupFile", fmt::format("{}, {}, {}", Show(drive), Show(category), size));
+}
+std::uint32_t WYAPI GetDupFileProgress(std::uint32_t* progress) {
+    *progress = NextProgress();
+    return Record("WyGetDupFileProgress", "");
+}
+std::uint32_t WYAPI GetDupFileResult(wchar_t** data) {
+    Give(data, g_state.resultText);
+    return Record("WyGetDupFileResult", "");
+}
+std::uint32_t WYAPI CancelDupFileScan() {
+    return Record("WyCancelDupFileScan", "");
+}
+std::uint32_t WYAPI ScanDiskUsage(const wchar_t* drive) {
+    return Record("WyScanDiskUsage", Show(drive));
+}
+std::uint32_t WYAPI GetDiskUsageProgress(std::uint32_t* progress) {
+    *progress = NextProgress();
+    return Record("WyGetDiskUsageProgress", "");
+}
+std::uint32_t WYAPI GetDiskUsageResult(wchar_t** data) {
+    Give(data, g_state.resultText);
+    return Record("WyGetDiskUsageResult", "");
+}
+std::uint32_t WYAPI CancelDiskUsageScan() {
+    return Record("WyCancelDiskUsageScan", "");
+}
+std::uint32_t WYAPI GetSysCpuUsage(std::uint32_t* load) {
+    *load = 37;
+    return Record("WyGetSysCpuUsage", "");
+}
+std::uint32_t WYAPI GetSysMemUsage(std::uint64_t* used, std::uint64_t* available,
+                                   std::uint64_t* total) {
+    *used = 3ULL << 30;
+    *available = 5ULL << 30;
+    *total = 8ULL << 30;
+    return Record("WyGetSysMemUsage", "");
+}
+std::uint32_t WYAPI GetSysDiskUsage(std::uint64_t* read, std::uint64_t* written) {
+    *read = 1024;
+    *written = 2048;
+    return Record("WyGetSysDiskUsage", "");
+}
+std::uint32_t WYAPI GetSysNetworkUsage(std::uint64_t* received, std::uint64_t* receiveSpeed,
+                                       std::uint64_t* sent, std::uint64_t* sendSpeed) {
+    *received = 1;
+    *receiveSpeed = 2;
+    *sent = 3;
+    *sendSpeed = 4;
+    return Record("WyGetSysNetworkUsage", "");
+}
+std::uint32_t WYAPI GetIdleStatus(std::uint32_t* idle) {
+    *idle = 1;
+    return Record("WyGetIdleStatus", "");
+}
+std::uint32_t WYAPI GetIdleTimeframe(std::uint32_t duration, std::uint32_t period,
+                                     std::uint64_t* timestamp) {
+    *timestamp = 0x123456789abcULL;
+    return Record("WyGetIdleTimeframe", fmt::format("{}, {}", duration, period));
+}
+std::uint32_t WYAPI SetScheduleScanTime(std::uint8_t day, std::uint8_t hour) {
+    return Record("WySetScheduleScanTime", fmt::format("{}, {}", day, hour));
+}
+std::uint32_t WYAPI GetFixProgressV2(const wchar_t* scan, const wchar_t* fix,
+                                     std::uint32_t* progress, wchar_t** feature, wchar_t** object) {
+    *progress = 55;
+    Give(feature, "x\ny");
+    *object = nullptr;
+    return Record("WyGetFixProgressV2", fmt::format("{}, {}", Show(scan), Show(fix)));
+}
+std::uint32_t WYAPI PublishEventEx(std::uint32_t event, const wchar_t* json) {
+    return Record("WyPublishEventEx", fmt::format("{}, {}", event, Show(json)));
+}
+std::uint32_t WYAPI GetDiskGarbage(const wchar_t* id, const wchar_t* items, wchar_t** data) {
+    return Record("WyGetDiskGarbage", fmt::format("{}, {}, {}", Show(id), Show(items),
+                                                  data == nullptr ? "null" : "pointer"));
+}
+
+template <class F>
+ExportAddress Address(F* function) {
+    return reinterpret_cast<ExportAddress>(function);
+}
+
+const std::map<std::string, ExportAddress>& Exports() {
+    static const std::map<std::string, ExportAddress> s_exports{
+        {"WyInitialize", Address(Initialize)},
+        {"WyUninitialize", Address(Uninitialize)},
+        {"WyScan", Address(Scan)},
+        {"WyGetScanProgress", Address(GetScanProgress)},
+        {"WyCancelScan", Address(CancelScan)},
+        {"WyGetScanResult", Address(GetScanResult)},
+        {"WyScanBigFile", Address(ScanBigFile)},
+        {"WyGetBigFileProgress", Address(GetBigFileProgress)},
+        {"WyGetBigFileResult", Address(GetBigFileResult)},
+        {"WyCancelBigFileScan", Address(CancelBigFileScan)},
+        {"WyScanDupFile", Address(ScanDupFile)},
+        {"WyGetDupFileProgress", Address(GetDupFileProgress)},
+        {"WyGetDupFileResult", Address(GetDupFileResult)},
+        {"WyCancelDupFileScan", Address(CancelDupFileScan)},
+        {"WyScanDiskUsage", Address(ScanDiskUsage)},
+        {"WyGetDiskUsageProgress", Address(GetDiskUsageProgress)},
+        {"WyGetDiskUsageResult", Address(GetDiskUsageResult)},
+        {"WyCancelDiskUsageScan", Address(CancelDiskUsageScan)},
+        {"WyGetSysCpuUsage", Address(GetSysCpuUsage)},
+        {"WyGetSysMemUsage", Address(GetSysMemUsage)},
+        {"WyGetSysDiskUsage", Address(GetSysDiskUsage)},
+        {"WyGetSysNetworkUsage", Address(GetSysNetworkUsage)},
+        {"WyGetIdleStatus", Address(GetIdleStatus)},
+        {"WyGetIdleTimeframe", Address(GetIdleTimeframe)},
+        {"WySetScheduleScanTime", Address(SetScheduleScanTime)},
+        {"WyGetFixProgressV2", Address(GetFixProgressV2)},
+        {"WyPublishEventEx", Address(PublishEventEx)},
+        {"WyGetDiskGarbage", Address(GetDiskGarbage)},
+    };
+    return s_exports;
+}
+
+class Library : public WyCtl::SdkLibrary {
+public:
+    ExportAddress FindExport(const std::string& name) const override {
+        const auto found = Exports().find(name);
+        return found == Exports().end() ? nullptr : found->second;
+    }
+    WyCtl::TextRelease Release() const override {
+        return [](wchar_t* text) {
+            std::free(text);
+            --g_state.texts;
+        };
+    }
+};
+
+}  // namespace
+
+FakeSdk::State& FakeSdk::Get() {
+    return g_state;
+}
+
+WyCtl::LibraryLoader FakeSdk::Reset() {
+    g_state = State();
+    return [](const std::string& path) -> std::unique_ptr<WyCtl::SdkLibrary> {
+        if (g_state.missing) {
+            throw WyCtl::Failure("cannot load " + path + " (system error 126)");
+        }
+        return std::make_unique<Library>();
+    };
+}

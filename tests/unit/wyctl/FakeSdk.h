@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "wyctl/Context.h"
+
+// A library of functions with the real signatures that record their arguments and answer by
+// script. One state per process: exports have no object of their own.
+namespace FakeSdk {
+
+struct State {
+    std::vector<std::string> calls;              // "WyScan(1, a, -)" in order
+    std::map<std::string, std::uint32_t> codes;  // of a function; success where none is set
+    std::vector<std::uint32_t> progress;         // of the next polls; then 100
+    std::string resultText = "{\"found\":[]}";
+    int texts = 0;         // strings given out and not released yet
+    bool missing = false;  // the library cannot be loaded
+};
+
+State& Get();
+
+// Starts over, and gives a loader of the library.
+WyCtl::LibraryLoader Reset();
+
+}  // namespace FakeSdk

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "wyctl/Terminal.h"
+
+// Collects what a command writes. Ctrl+C comes at the wait that the test names.
+class FakeTerminal : public WyCtl::Terminal {
+public:
+    void Out(std::string_view text) override { out += text; }
+    void Err(std::string_view text) override { err += text; }
+    bool ErrIsInteractive() const override { return interactive; }
+    bool WaitForInterrupt(std::uint32_t milliseconds) override {
+        lastWait = milliseconds;
+        return ++waits >= interruptAtWait;
+    }
+
+    std::string out;
+    std::string err;
+    bool interactive = false;
+    std::uint32_t waits = 0;
+    std::uint32_t interruptAtWait = UINT32_MAX;
+    std::uint32_t lastWait = 0;
+};

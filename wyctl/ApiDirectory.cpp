@@ -1,0 +1,165 @@
+#include "wyctl/ApiDirectory.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "Common/KrCommon/KrComn_String.h"
+#include "WySdk/ApiTable.h"
+
+namespace WyCtl {
+
+namespace {
+
+// Exports that look up a name which the table lacks, and the number of their argument slots.
+struct RowlessExport {
+    const char* name;
+    std::size_t slots;
+};
+
+constexpr RowlessExport kRowlessExports[] = {
+    {"WyCancelWyFix", 1},       {"WyGetDiskGarbage", 3},
+    {"WyRemoveDiskGarbage", 3}, {"WyGetRegGarbage", 3},
+    {"WyRemoveRegGarbage", 3},  {"WyGetStartupService", 2},
+    {"WyGetStartupProgram", 2}, {"WyGetInstalledProgram", 2},
+    {"WyUninstallProgram", 2},  {"WyGetPrivacy", 2},
+    {"WyFixPrivacy", 3},        {"WyGetVulnerability", 2},
+    {"WyFixVulnerability", 3},  {"WyGetAddon", 2},
+    {"WySetAddonStatus", 3},
+};
+
+ArgumentType TypeOfRow(std::uint32_t paramType) {
+    switch (paramType) {
+        case ParamUInt32:
+            return ArgumentType::UInt32;
+        case ParamUInt64:
+            return ArgumentType::UInt64;
+        case ParamUInt32Ptr:
+            return ArgumentType::UInt32Pointer;
+        case ParamUInt64Ptr:
+            return ArgumentType::UInt64Pointer;
+        case ParamWString:
+            return ArgumentType::Text;
+        case ParamWStringOut:
+            return ArgumentType::TextOut;
+        case ParamJsonText:
+            return ArgumentType::Json;
+        case ParamWStringList:
+            return ArgumentType::TextList;
+        default:
+            return ArgumentType::Ignored;
+    }
+}
+
+Argument ArgumentOfRow(const ApiDefinition& row) {
+    return {KrCommon::String::ToUtf8(row.jsonKey), (row.direction & ApiDirection::kIn) != 0,
+            (row.direction & ApiDirection::kOut) != 0, TypeOfRow(row.paramType)};
+}
+
+std::vector<Function> FunctionsOfTable() {
+    std::vector<Function> functions;
+    for (const ApiDefinition& row : g_ApiDefinitions) {
+        if (row.apiId == kSentinelApiId) {
+            break;
+        }
+        std::string name = KrCommon::String::ToUtf8(row.apiName);
+        if (functions.empty() || functions.back().name != name) {
+            functions.push_back({std::move(name), row.apiId, true, {}});
+        }
+        if (row.paramType != ParamNone) {
+            functions.back().arguments.push_back(ArgumentOfRow(row));
+        }
+    }
+    return functions;
+}
+
+// The one table-driven export whose declaration differs from its rows: it takes two 8-bit numbers
+// and fills the other two rows itself.
+void CorrectScheduleCall(std::vector<Function>& functions) {
+    for (Function& function : functions) {
+        if (function.name == "WySetScheduleScanTime" && function.arguments.size() > 2) {
+            function.arguments.resize(2);
+            function.arguments[0].type = ArgumentType::UInt8;
+            function.arguments[1].type = ArgumentType::UInt8;
+        }
+    }
+}
+
+std::vector<Function> BuildDirectory() {
+    std::vector<Function> functions = FunctionsOfTable();
+    CorrectScheduleCall(functions);
+    for (const RowlessExport& rowless : kRowlessExports) {
+        functions.push_back(
+            {rowless.name, kSentinelApiId, false, std::vector<Argument>(rowless.slots)});
+    }
+    return functions;
+}
+
+}  // namespace
+
+std::size_t Function::InputCount() const {
+    return static_cast<std::size_t>(std::count_if(arguments.begin(), arguments.end(),
+                                                  [](const Argument& item) { return item.input; }));
+}
+
+std::string_view TypeName(ArgumentType type) {
+    switch (type) {
+        case ArgumentType::UInt8:
+            return "uint8";
+        case ArgumentType::UInt32:
+        case ArgumentType::UInt32Pointer:
+            return "uint32";
+        case ArgumentType::UInt64:
+        case ArgumentType::UInt64Pointer:
+            return "uint64";
+        case ArgumentType::Text:
+        case ArgumentType::TextOut:
+            return "string";
+        case ArgumentType::Json:
+            return "json";
+        case ArgumentType::TextList:
+            return "list";
+        case ArgumentType::Ignored:
+            break;
+    }
+    return "ignored";
+}
+
+const std::vector<Function>& AllFunctions() {
+    static const std::vector<Function> s_functions = BuildDirectory();
+    return s_functions;
+}
+
+const Function* FindFunction(std::string_view name) {
+    for (const Function& function : AllFunctions()) {
+        if (function.name == name) {
+            return &function;
+        }
+    }
+    return nullptr;
+}
+
+const Function* FindFunctionById(std::uint32_t id) {
+    for (const Function& function : AllFunctions()) {
+        if (function.id == id && function.hasRow) {
+            return &function;
+        }
+    }
+    return nullptr;
+}
+
+std::string Signature(const Function& function) {
+    std::string text;
+    for (const Argument& argument : function.arguments) {
+        if (argument.type == ArgumentType::Ignored) {
+            continue;
+        }
+        const bool whole = argument.key.empty();
+        text +=
+            fmt::format("{}{} {}: {}", text.empty() ? "" : ", ", argument.output ? "out" : "in",
+                        whole ? "data" : argument.key, whole ? "json" : TypeName(argument.type));
+    }
+    return text;
+}
+
+}  // namespace WyCtl

@@ -1,0 +1,66 @@
+#include <fmt/format.h>
+#include <json/value.h>
+
+#include "wyctl/Commands.h"
+#include "wyctl/TextTable.h"
+
+namespace WyCtl {
+
+namespace {
+
+Json::Value ArgumentAsJson(const Argument& argument) {
+    Json::Value value(Json::objectValue);
+    value["key"] = argument.key;
+    value["direction"] = argument.output ? "out" : argument.input ? "in" : "ignored";
+    value["type"] = std::string(TypeName(argument.type));
+    return value;
+}
+
+Json::Value FunctionAsJson(Context& context, const Function& function) {
+    Json::Value value(Json::objectValue);
+    value["name"] = function.name;
+    value["id"] = function.id;
+    value["hasRow"] = function.hasRow;
+    value["exported"] = context.LibraryIsLoadable() ? Json::Value(context.IsExported(function.name))
+                                                    : Json::Value(Json::nullValue);
+    Json::Value& arguments = value["arguments"] = Json::Value(Json::arrayValue);
+    for (const Argument& argument : function.arguments) {
+        arguments.append(ArgumentAsJson(argument));
+    }
+    return value;
+}
+
+std::string Remark(Context& context, const Function& function) {
+    if (!function.hasRow) {
+        return "ignores its arguments, sends none";
+    }
+    const bool missing = context.LibraryIsLoadable() && !context.IsExported(function.name);
+    return Signature(function) + (missing ? "  [not exported]" : "");
+}
+
+}  // namespace
+
+void RunList(Context& context) {
+    if (context.Options().json) {
+        Json::Value answer(Json::objectValue);
+        answer["ok"] = true;
+        Json::Value& functions = answer["functions"] = Json::Value(Json::arrayValue);
+        for (const Function& function : AllFunctions()) {
+            functions.append(FunctionAsJson(context, function));
+        }
+        context.PrintJson(answer);
+        return;
+    }
+    TextTable table({"function", "id", "arguments"});
+    for (const Function& function : AllFunctions()) {
+        table.AddRow({function.name, fmt::format("{}", function.id), Remark(context, function)});
+    }
+    context.Screen().Out(table.Render());
+    if (!context.LibraryIsLoadable()) {
+        context.Screen().Err(
+            fmt::format("note: {} cannot be loaded, so what it exports is unknown\n",
+                        context.Options().libraryPath));
+    }
+}
+
+}  // namespace WyCtl

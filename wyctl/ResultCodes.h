@@ -1,0 +1,17 @@
+#pragma once
+
+// What a result code means, in words.
+
+#include <cstdint>
+#include <string>
+
+namespace WyCtl {
+
+// "0x" and eight hexadecimal digits.
+std::string HexCode(std::uint32_t code);
+
+// One line of English for any 32-bit value: the text of a known code, or the family and the number
+// inside it ("system error 5"). Never empty.
+std::string DescribeResult(std::uint32_t code);
+
+}  // namespace WyCtl

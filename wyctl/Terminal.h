@@ -1,0 +1,28 @@
+#pragma once
+
+// Where a command writes and how it learns of Ctrl+C.
+
+#include <cstdint>
+#include <string_view>
+
+namespace WyCtl {
+
+// All text is UTF-8 with "\n" at line ends. Used by one thread.
+class Terminal {
+public:
+    Terminal() = default;
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+    virtual ~Terminal() = default;
+
+    // Results.
+    virtual void Out(std::string_view text) = 0;
+    // Progress, notes and errors.
+    virtual void Err(std::string_view text) = 0;
+    // True when a person watches what Err writes.
+    virtual bool ErrIsInteractive() const = 0;
+    // Waits, and returns true at once when Ctrl+C was pressed since the program's start.
+    virtual bool WaitForInterrupt(std::uint32_t milliseconds) = 0;
+};
+
+}  // namespace WyCtl
