@@ -64,7 +64,7 @@ std::vector<Function> FunctionsOfTable() {
         }
         std::string name = KrCommon::String::ToUtf8(row.apiName);
         if (functions.empty() || functions.back().name != name) {
-            functions.push_back({std::move(name), row.apiId, true, {}});
+            functions.push_back({std::move(name), row.apiId, true, false, {}});
         }
         if (row.paramType != ParamNone) {
             functions.back().arguments.push_back(ArgumentOfRow(row));
@@ -73,24 +73,27 @@ std::vector<Function> FunctionsOfTable() {
     return functions;
 }
 
-// The one table-driven export whose declaration differs from its rows: it takes two 8-bit numbers
-// and fills the other two rows itself.
-void CorrectScheduleCall(std::vector<Function>& functions) {
+// Three functions are declared otherwise than their rows say: the schedule call takes two 8-bit
+// numbers and fills the other two rows itself, the two subscription calls have a callback.
+void CorrectDeclarations(std::vector<Function>& functions) {
     for (Function& function : functions) {
         if (function.name == "WySetScheduleScanTime" && function.arguments.size() > 2) {
             function.arguments.resize(2);
             function.arguments[0].type = ArgumentType::UInt8;
             function.arguments[1].type = ArgumentType::UInt8;
         }
+        if (function.name == "WySubscribeEvent" || function.name == "WyUnsubscribeEvent") {
+            function.takesCallback = true;
+        }
     }
 }
 
 std::vector<Function> BuildDirectory() {
     std::vector<Function> functions = FunctionsOfTable();
-    CorrectScheduleCall(functions);
+    CorrectDeclarations(functions);
     for (const RowlessExport& rowless : kRowlessExports) {
         functions.push_back(
-            {rowless.name, kSentinelApiId, false, std::vector<Argument>(rowless.slots)});
+            {rowless.name, kSentinelApiId, false, false, std::vector<Argument>(rowless.slots)});
     }
     return functions;
 }

@@ -35,6 +35,7 @@ struct Function {
     std::string name;
     std::uint32_t id = 0;
     bool hasRow = true;
+    bool takesCallback = false;  // its declaration has little to do with its rows: not callable
     std::vector<Argument> arguments;  // in the order of declaration
 
     // Number of arguments that a person has to give.

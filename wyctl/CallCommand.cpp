@@ -17,6 +17,9 @@ const Function& RequireFunction(const std::string& name) {
     if (function == nullptr) {
         throw UsageError(fmt::format("there is no function {}; 'wyctl list' shows all", name));
     }
+    if (function->takesCallback) {
+        throw UsageError(name + " needs a callback function, which a command line has not");
+    }
     return *function;
 }
 

@@ -21,6 +21,7 @@ Json::Value FunctionAsJson(Context& context, const Function& function) {
     value["name"] = function.name;
     value["id"] = function.id;
     value["hasRow"] = function.hasRow;
+    value["callable"] = !function.takesCallback;
     value["exported"] = context.LibraryIsLoadable() ? Json::Value(context.IsExported(function.name))
                                                     : Json::Value(Json::nullValue);
     Json::Value& arguments = value["arguments"] = Json::Value(Json::arrayValue);
@@ -33,6 +34,9 @@ Json::Value FunctionAsJson(Context& context, const Function& function) {
 std::string Remark(Context& context, const Function& function) {
     if (!function.hasRow) {
         return "ignores its arguments, sends none";
+    }
+    if (function.takesCallback) {
+        return Signature(function) + "  [needs a callback]";
     }
     const bool missing = context.LibraryIsLoadable() && !context.IsExported(function.name);
     return Signature(function) + (missing ? "  [not exported]" : "");

@@ -270,8 +270,11 @@ int ReportParseError(Context& context, CLI::App& app, const CLI::ParseError& err
                                               : CLI::AppFormatMode::Normal));
         return kExitSuccess;
     }
-    return ReportError(context, kExitUsage, "usage",
-                       std::string(error.what()) + "; see 'wyctl --help'");
+    const std::vector<std::string> unknown = app.remaining();
+    const std::string what = app.get_subcommands().empty() && !unknown.empty()
+                                 ? "there is no command '" + unknown.front() + "'"
+                                 : error.what();
+    return ReportError(context, kExitUsage, "usage", what + "; see 'wyctl --help'");
 }
 
 int RunLine(Context& context, const std::vector<std::string>& arguments, bool nested) {

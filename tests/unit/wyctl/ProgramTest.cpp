@@ -119,7 +119,8 @@ TEST_F(Program, wrong_command_lines_are_usage_errors) {
         const char* words;
     } rows[] = {
         {{}, "subcommand"},
-        {{"nonsense"}, "nonsense"},
+        {{"nonsense"}, "there is no command 'nonsense'"},
+        {{"call", "WySubscribeEvent", "1", "x"}, "needs a callback"},
         {{"call"}, "NAME"},
         {{"call", "WyNothing"}, "there is no function WyNothing"},
         {{"call", "wyscan"}, "there is no function wyscan"},
@@ -178,10 +179,11 @@ TEST_F(Program, library_that_cannot_be_loaded_is_a_failure) {
 
 TEST_F(Program, list_shows_every_function) {
     EXPECT_EQ(Run({"list"}), 0);
-    EXPECT_THAT(m_Terminal.out, HasSubstr("WyScan                      400000000  "
+    EXPECT_THAT(m_Terminal.out, HasSubstr("WyScan                       400000000  "
                                           "in activeSessionId: uint32, in items: list"));
     EXPECT_THAT(m_Terminal.out, HasSubstr("in sessionId: string, in items: list  [not exported]"));
     EXPECT_THAT(m_Terminal.out, HasSubstr("ignores its arguments"));
+    EXPECT_THAT(m_Terminal.out, HasSubstr("[needs a callback]"));
     EXPECT_TRUE(FakeSdk::Get().calls.empty());
 }
 

@@ -41,7 +41,7 @@ TEST_F(Progress, bar_is_drawn_over_and_fits_a_narrow_terminal) {
     m_Terminal.interactive = true;
     ProgressView view(m_Context, "scan");
     view.Show(50, "files", std::string(200, 'x'));
-    EXPECT_EQ(m_Terminal.err.substr(0, 45), "\rscan [############............]  50 %  files: ");
+    EXPECT_EQ(m_Terminal.err.substr(0, 47), "\rscan [############............]  50 %  files: ");
     EXPECT_EQ(m_Terminal.err.size(), 1U + 79U);
     m_Terminal.err.clear();
     view.Show(100, "", "");
