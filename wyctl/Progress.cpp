@@ -61,10 +61,9 @@ void ProgressView::Show(std::uint32_t percent, const std::string& stage,
         DrawBar(BarLine(m_strTitle, percent, Printable(stage + between + object)));
     } else if (m_eMode == ProgressMode::Lines && percent < kDone &&
                (percent >= m_uiNextLine || stage != m_strStage)) {
+        const std::string what = stage.empty() ? "" : "  " + Printable(stage);
         m_Terminal.Err(
-            CutToWidth(fmt::format("{} {:3} %  {}", m_strTitle, percent, Printable(stage)),
-                       kLinePlaces) +
-            "\n");
+            CutToWidth(fmt::format("{} {:3} %{}", m_strTitle, percent, what), kLinePlaces) + "\n");
         m_uiNextLine = percent / kLineStep * kLineStep + kLineStep;
         m_strStage = stage;
     }

@@ -25,11 +25,16 @@ bool IsScalar(const Json::Value& value) {
     return !value.isArray() && !value.isObject();
 }
 
+// Names under which services give numbers of bytes.
 bool IsSizeName(std::string_view name) {
+    constexpr std::string_view kParts[] = {"size",       "bytes",    "wasted",
+                                           "workingset", "diskfree", "disktotal"};
     std::string lower(name);
     std::transform(lower.begin(), lower.end(), lower.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower.find("size") != std::string::npos || lower.find("bytes") != std::string::npos;
+    return std::any_of(std::begin(kParts), std::end(kParts), [&lower](std::string_view part) {
+        return lower.find(part) != std::string::npos;
+    });
 }
 
 bool IsTimeName(std::string_view name) {
@@ -53,6 +58,8 @@ std::string TimeText(std::int64_t seconds) {
                        clock.hours().count(), clock.minutes().count());
 }
 
+std::string Inline(const Json::Value& object, std::string_view between);
+
 std::string Cell(std::string_view name, const Json::Value& value) {
     if (value.isUInt64() && IsSizeName(name)) {
         return HumanSize(value.asUInt64());
@@ -61,14 +68,21 @@ std::string Cell(std::string_view name, const Json::Value& value) {
         return TimeText(value.asInt64());
     }
     if (value.isObject()) {
-        std::string text;
-        for (const std::string& member : value.getMemberNames()) {
-            text += fmt::format("{}{}={}", text.empty() ? "" : ", ", member,
-                                Cell(member, value[member]));
-        }
-        return CutToWidth(text, kCellPlaces);
+        return CutToWidth(Inline(value, "="), kCellPlaces);
     }
     return ViewScalar(value);
+}
+
+// The scalars of an object on one line.
+std::string Inline(const Json::Value& object, std::string_view between) {
+    std::string text;
+    for (const std::string& name : object.getMemberNames()) {
+        if (IsScalar(object[name])) {
+            text += fmt::format("{}{}{}{}", text.empty() ? "" : ", ", Printable(name), between,
+                                Cell(name, object[name]));
+        }
+    }
+    return text;
 }
 
 // A row of a table holds scalars and, in short, objects of scalars.
@@ -80,12 +94,13 @@ bool IsRow(const Json::Value& row) {
 }
 
 bool IsTable(const Json::Value& array) {
-    return !array.empty() && std::all_of(array.begin(), array.end(), IsRow);
+    return array.size() > 1 && std::all_of(array.begin(), array.end(), IsRow);
 }
 
 struct Column {
     std::string name;
     bool isNumber = true;
+    bool isSame = true;  // in all rows
     std::size_t width = 0;
 };
 
@@ -102,7 +117,13 @@ std::vector<Column> Columns(const Json::Value& rows, Json::ArrayIndex shown) {
                 column = std::prev(columns.end());
             }
             column->isNumber = column->isNumber && row[name].isNumeric();
+            column->isSame = column->isSame && rows[0].isMember(name) && row[name] == rows[0][name];
             column->width = std::max(column->width, DisplayWidth(Cell(name, row[name])));
+        }
+    }
+    for (Column& column : columns) {
+        for (Json::ArrayIndex i = 0; i < shown; ++i) {
+            column.isSame = column.isSame && rows[i].isMember(column.name);
         }
     }
     std::stable_sort(columns.begin(), columns.end(), [](const Column& a, const Column& b) {
@@ -115,9 +136,18 @@ std::string More(Json::ArrayIndex count, std::size_t indent) {
     return fmt::format("{:{}}... and {} more; --json shows all\n", "", indent, count - kMaxRows);
 }
 
+// What is the same in all rows is told once, above them.
 std::string Table(const Json::Value& rows, std::size_t indent) {
     const Json::ArrayIndex shown = std::min<Json::ArrayIndex>(rows.size(), kMaxRows);
-    const std::vector<Column> columns = Columns(rows, shown);
+    std::vector<Column> columns = Columns(rows, shown);
+    const auto same = std::stable_partition(columns.begin(), columns.end(),
+                                            [](const Column& column) { return !column.isSame; });
+    std::string each;
+    for (auto column = same; column != columns.end(); ++column) {
+        each += fmt::format("{}{} {}", each.empty() ? "" : ", ", Printable(column->name),
+                            Cell(column->name, rows[0][column->name]));
+    }
+    columns.erase(same, columns.end());
     std::vector<std::string> head;
     for (const Column& column : columns) {
         head.push_back(Printable(column.name));
@@ -131,18 +161,48 @@ std::string Table(const Json::Value& rows, std::size_t indent) {
         }
         table.AddRow(std::move(cells));
     }
-    return table.Render(indent) + (shown < rows.size() ? More(rows.size(), indent) : "");
+    return (each.empty() ? "" : fmt::format("{:{}}each: {}\n", "", indent, each)) +
+           (columns.empty() ? "" : table.Render(indent)) +
+           (shown < rows.size() ? More(rows.size(), indent) : "");
 }
 
 std::string View(const Json::Value& value, std::size_t indent);
 
-std::string List(const Json::Value& items, std::size_t indent) {
+std::string Containers(const Json::Value& object, std::size_t indent) {
     std::string text;
+    for (const std::string& name : object.getMemberNames()) {
+        const Json::Value& member = object[name];
+        if (IsScalar(member)) {
+            continue;
+        }
+        const std::string count = member.isArray() ? fmt::format(" ({})", member.size()) : "";
+        if (member.empty()) {
+            text += fmt::format("{:{}}{}: none\n", "", indent, Printable(name));
+        } else if (member.isObject() && std::all_of(member.begin(), member.end(), IsScalar)) {
+            text += fmt::format("{:{}}{}: {}\n", "", indent, Printable(name), Inline(member, " "));
+        } else {
+            text += fmt::format("{:{}}{}{}:\n", "", indent, Printable(name), count) +
+                    View(member, std::min(indent + kIndent, kMaxIndent));
+        }
+    }
+    return text;
+}
+
+// Objects begin with their scalars on one line.
+std::string List(const Json::Value& items, std::size_t indent) {
+    const std::size_t inner = std::min(indent + kIndent, kMaxIndent);
     const Json::ArrayIndex shown = std::min<Json::ArrayIndex>(items.size(), kMaxRows);
+    std::string text;
     for (Json::ArrayIndex i = 0; i < shown; ++i) {
-        text += IsScalar(items[i]) ? View(items[i], indent)
-                                   : fmt::format("{:{}}[{}]\n", "", indent, i + 1) +
-                                         View(items[i], std::min(indent + kIndent, kMaxIndent));
+        const Json::Value& item = items[i];
+        if (IsScalar(item)) {
+            text += View(item, indent);
+        } else if (item.isObject()) {
+            text += fmt::format("{:{}}[{}] {}\n", "", indent, i + 1, Inline(item, " ")) +
+                    Containers(item, inner);
+        } else {
+            text += fmt::format("{:{}}[{}]\n", "", indent, i + 1) + View(item, inner);
+        }
     }
     return text + (shown < items.size() ? More(items.size(), indent) : "");
 }
@@ -152,23 +212,14 @@ std::string Members(const Json::Value& object, std::size_t indent) {
     for (const std::string& name : object.getMemberNames()) {
         width = std::max(width, IsScalar(object[name]) ? DisplayWidth(Printable(name)) : 0);
     }
-    std::string scalars;
-    std::string containers;
+    std::string text;
     for (const std::string& name : object.getMemberNames()) {
-        const Json::Value& member = object[name];
-        const std::string shownName = Printable(name);
-        if (IsScalar(member)) {
-            scalars +=
-                fmt::format("{:{}}{:<{}}  {}\n", "", indent, shownName, width, Cell(name, member));
-        } else if (member.empty()) {
-            containers += fmt::format("{:{}}{}: none\n", "", indent, shownName);
-        } else {
-            containers += fmt::format("{:{}}{}{}:\n", "", indent, shownName,
-                                      member.isArray() ? fmt::format(" ({})", member.size()) : "");
-            containers += View(member, std::min(indent + kIndent, kMaxIndent));
+        if (IsScalar(object[name])) {
+            text += fmt::format("{:{}}{:<{}}  {}\n", "", indent, Printable(name), width,
+                                Cell(name, object[name]));
         }
     }
-    return scalars + containers;
+    return text + Containers(object, indent);
 }
 
 std::string View(const Json::Value& value, std::size_t indent) {

@@ -41,20 +41,15 @@ HANDLE OpenInheritable(const std::filesystem::path& file, DWORD access, DWORD di
     return handle;
 }
 
-// Ctrl+Break reaches only processes of the same console.
-void RequireConsole() {
-    if (GetConsoleWindow() == nullptr) {
-        AllocConsole();
-    }
-    // The test itself must not end by the event.
-    SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
+// The test program survives what it sends.
+BOOL WINAPI IgnoreConsoleEvent(DWORD) {
+    return TRUE;
 }
 
 }  // namespace
 
 ChildProcess::ChildProcess(const std::wstring& program, const std::vector<std::wstring>& arguments,
-                           const std::string& input) {
-    RequireConsole();
+                           const std::string& input, Console console) {
     std::wstring command = Quoted((test_support::ProgramFolder() / program).wstring());
     for (const std::wstring& argument : arguments) {
         command += L" " + Quoted(argument);
@@ -67,9 +62,9 @@ ChildProcess::ChildProcess(const std::wstring& program, const std::vector<std::w
     startup.hStdOutput = OpenInheritable(m_Folder.Path() / "out", GENERIC_WRITE, CREATE_ALWAYS);
     startup.hStdError = OpenInheritable(m_Folder.Path() / "err", GENERIC_WRITE, CREATE_ALWAYS);
     PROCESS_INFORMATION process{};
-    const BOOL created =
-        CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP,
-                       nullptr, nullptr, &startup, &process);
+    const BOOL created = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE,
+                                        console == Console::Own ? CREATE_NO_WINDOW : 0, nullptr,
+                                        nullptr, &startup, &process);
     CloseHandle(startup.hStdInput);
     CloseHandle(startup.hStdOutput);
     CloseHandle(startup.hStdError);
@@ -124,7 +119,15 @@ bool ChildProcess::WaitForOut(const std::string& text) const {
 }
 
 bool ChildProcess::Interrupt() const {
-    return GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_uiId) != FALSE;
+    // An event reaches all processes of the sender's console, so the test joins the program's for
+    // a moment. Named groups are no way: Ctrl+C is off in them.
+    SetConsoleCtrlHandler(IgnoreConsoleEvent, TRUE);
+    FreeConsole();
+    const bool sent =
+        AttachConsole(m_uiId) != FALSE && GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != FALSE;
+    FreeConsole();
+    AttachConsole(ATTACH_PARENT_PROCESS);
+    return sent;
 }
 
 ProgramResult ChildProcess::Wait() {

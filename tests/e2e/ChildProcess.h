@@ -22,10 +22,13 @@ struct ProgramResult {
 // One running program; ended by force with the object unless it was waited for.
 class ChildProcess {
 public:
-    // Starts a program that lies beside the test, in a process group of its own. `arguments` are
-    // wide and quoted as needed; `input` becomes standard input.
+    // Where the program gets Ctrl+C from. A console of its own is invisible (CREATE_NO_WINDOW).
+    enum class Console { Shared, Own };
+
+    // Starts a program that lies beside the test. `arguments` are quoted as needed; `input`
+    // becomes standard input.
     ChildProcess(const std::wstring& program, const std::vector<std::wstring>& arguments,
-                 const std::string& input = "");
+                 const std::string& input = "", Console console = Console::Shared);
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess();
@@ -38,7 +41,7 @@ public:
     bool WaitForErr(const std::string& text) const;
     // The same with Out().
     bool WaitForOut(const std::string& text) const;
-    // Sends Ctrl+Break to the program's group (GenerateConsoleCtrlEvent).
+    // Presses Ctrl+C on the console that the program has for itself (GenerateConsoleCtrlEvent).
     bool Interrupt() const;
     // Waits at most 100 seconds. The exit code is 0xdeadbeef when the program had to be ended.
     ProgramResult Wait();

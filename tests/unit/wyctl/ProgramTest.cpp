@@ -212,7 +212,7 @@ TEST_F(Program, scan_runs_in_one_session_to_its_end) {
                 ElementsAre("WyInitialize(wyctl)", "WyScan(4, a,b)", "WyGetScanProgress(scan-7)",
                             "WyGetScanProgress(scan-7)", "WyGetScanProgress(scan-7)",
                             "WyGetScanResult(scan-7, a,b)", "WyUninitialize()"));
-    EXPECT_EQ(m_Terminal.out, "count  1\nfound (1):\n  size  path\n  ----  ----\n   5 B  C:\\x\n");
+    EXPECT_EQ(m_Terminal.out, "count  1\nfound (1):\n  [1] path C:\\x, size 5 B\n");
     EXPECT_EQ(m_Terminal.err,
               "scan   0 %  temporary files\nscan  60 %  temporary files\nscan 100 %  done\n");
     EXPECT_EQ(FakeSdk::Get().texts, 0) << "a string was not released";

@@ -93,7 +93,7 @@ TEST_F(Progress, interrupt_cancels_and_is_reported) {
     const LongWork work{"scan", [] { return LongWork::Step{20, "", ""}; }, [&] { ++cancels; }};
     EXPECT_THROW(WyCtl::FollowToEnd(m_Context, work), WyCtl::Cancelled);
     EXPECT_EQ(cancels, 1);
-    EXPECT_EQ(m_Terminal.err, "scan  20 %  \nscan: cancelled\n");
+    EXPECT_EQ(m_Terminal.err, "scan  20 %\nscan: cancelled\n");
 }
 
 TEST_F(Progress, failure_of_a_poll_passes_through) {

@@ -85,13 +85,18 @@ TEST(ParseJson, nesting_has_a_limit) {
 }
 
 TEST(ViewResult, scalars_stand_before_containers) {
-    EXPECT_EQ(View(R"({"z":1,"a":{"b":true},"none":[],"text":"x\ty","nothing":null})"),
+    EXPECT_EQ(View(R"({"z":1,"a":{"b":true,"c":2},"none":[],"text":"x\ty","nothing":null})"),
               "nothing  -\n"
               "text     x\\x09y\n"
               "z        1\n"
-              "a:\n"
-              "  b  yes\n"
+              "a: b yes, c 2\n"
               "none: none\n");
+    EXPECT_EQ(View(R"({"a":{"b":1,"c":{"d":2},"e":["f"]}})"),
+              "a:\n"
+              "  b  1\n"
+              "  c: d 2\n"
+              "  e (1):\n"
+              "    f\n");
 }
 
 TEST(ViewResult, array_of_objects_becomes_a_table) {
@@ -103,17 +108,47 @@ TEST(ViewResult, array_of_objects_becomes_a_table) {
               "           C:\\bb\n");
 }
 
-TEST(ViewResult, objects_with_containers_are_shown_one_by_one) {
+TEST(ViewResult, numbers_come_first_and_wide_texts_last) {
+    EXPECT_EQ(View(R"([{"a":"long text","b":"x","n":1},{"a":"y","b":"z","n":2}])"),
+              "n  b  a\n"
+              "-  -  ---------\n"
+              "1  x  long text\n"
+              "2  z  y\n");
+}
+
+TEST(ViewResult, what_all_rows_share_is_told_once) {
+    EXPECT_EQ(View(R"([{"k":"v","n":1,"o":{"p":1}},{"k":"v","n":2,"o":{"p":1}}])"),
+              "each: k v, o p=1\n"
+              "n\n-\n1\n2\n");
+    EXPECT_EQ(View(R"([{"k":1},{"k":1}])"), "each: k 1\n");
+    // A member that one row lacks is not shared.
+    EXPECT_EQ(View(R"([{"k":1,"n":5},{"n":6}])"), "k  n\n-  -\n1  5\n   6\n");
+}
+
+TEST(ViewResult, single_object_and_objects_with_lists_begin_with_their_scalars) {
+    EXPECT_EQ(View(R"({"found":[{"name":"a","size":1024}]})"),
+              "found (1):\n"
+              "  [1] name a, size 1.0 KiB\n");
     EXPECT_EQ(View(R"([{"size":1,"paths":["a","b"]},{"size":2,"paths":["c"]}])"),
-              "[1]\n"
-              "  size  1 B\n"
+              "[1] size 1 B\n"
               "  paths (2):\n"
               "    a\n"
               "    b\n"
-              "[2]\n"
-              "  size  2 B\n"
+              "[2] size 2 B\n"
               "  paths (1):\n"
               "    c\n");
+}
+
+TEST(ViewResult, inner_object_is_shortened_in_a_table) {
+    const std::string text =
+        View(R"([{"n":1,"o":{"p":")" + std::string(100, 'x') + R"("}},{"n":2,"o":{"p":"y"}}])");
+    EXPECT_NE(text.find("p=" + std::string(55, 'x') + "...\n"), std::string::npos) << text;
+}
+
+TEST(ViewResult, times_are_dates) {
+    EXPECT_EQ(View(R"({"modified":1705485600,"started":-1})"),
+              "modified  2024-01-17 10:00\n"
+              "started   -1\n");
 }
 
 TEST(ViewResult, long_lists_are_cut_and_say_so) {
