@@ -36,9 +36,8 @@ void AppendEscaped(std::wstring& target, std::basic_string_view<Char> source) {
 class Digits {
 public:
     template <class Integer>
-    explicit Digits(Integer number, int base = 10) noexcept {
-        m_pEnd = std::to_chars(m_szBuffer, m_szBuffer + sizeof(m_szBuffer), number, base).ptr;
-    }
+    explicit Digits(Integer number, int base = 10) noexcept
+        : m_pEnd(std::to_chars(m_szBuffer, m_szBuffer + sizeof(m_szBuffer), number, base).ptr) {}
     std::string_view View() const noexcept {
         return {m_szBuffer, static_cast<std::size_t>(m_pEnd - m_szBuffer)};
     }

@@ -196,10 +196,14 @@ struct WyLogVoid {
 //
 // A line is a statement: `WY_LOG_ERROR << L"text" << value;`. What stands behind << is not
 // evaluated when the line is not written.
+//
+// The macro stands open at its end, for the << of the statement.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define WY_LOG_LINE(level, tag)                                                                   \
     !WyLogEnabled(level) ? static_cast<void>(0)                                                   \
                          : WyLogVoid() & WyLogStream(*g_pDebugLog, kLogSource, __LINE__, (level)) \
                                              << kLogModule << (tag)
+// NOLINTEND(bugprone-macro-parentheses)
 #define WY_LOG_INFO WY_LOG_LINE(KrCommon::LogLevel::kInformation, L": [INFO] ")
 #define WY_LOG_WARN WY_LOG_LINE(KrCommon::LogLevel::kWarning, L": [WARN] ")
 #define WY_LOG_ERROR WY_LOG_LINE(KrCommon::LogLevel::kError, L": [ERROR] ")

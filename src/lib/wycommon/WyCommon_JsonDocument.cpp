@@ -74,6 +74,10 @@ std::wstring Write(const Json::Value& value) {
 }  // namespace
 
 JsonDocument::JsonDocument() noexcept {
+    Begin();
+}
+
+void JsonDocument::Begin() noexcept {
     m_uiStatus = Guarded([this] {
         m_pRoot = boost::make_shared<Json::Value>();
         m_pValue = m_pRoot.get();
@@ -92,9 +96,11 @@ JsonDocument::JsonDocument(const JsonDocument& other) noexcept
       m_uiStatus(other.m_pValue != nullptr ? kOk : kOutOfMemory) {}
 
 JsonDocument& JsonDocument::operator=(const JsonDocument& other) noexcept {
-    m_pRoot = other.m_pRoot;
-    m_pValue = other.m_pValue;
-    m_uiLevel = other.m_uiLevel;
+    if (this != &other) {
+        m_pRoot = other.m_pRoot;
+        m_pValue = other.m_pValue;
+        m_uiLevel = other.m_uiLevel;
+    }
     m_uiStatus = m_pValue != nullptr ? kOk : kOutOfMemory;
     return *this;
 }
@@ -111,7 +117,10 @@ JsonDocument JsonDocument::MakeArray() {
 }
 
 void JsonDocument::Clear() {
-    *this = JsonDocument();
+    m_pRoot.reset();
+    m_pValue = nullptr;
+    m_uiLevel = 1;
+    Begin();
 }
 
 Json::Value& JsonDocument::Native() {

@@ -86,7 +86,7 @@ public:
     void SetString(const std::wstring& value);
     // A deep copy of the other document's value takes the place of this value. A bad argument when
     // part of it would come to lie below kMaxLevels.
-    void SetDocument(const JsonDocument& value);
+    void SetDocument(const JsonDocument& source);
 
     // Readings; 0 or empty where the JSON library rejects the conversion: a negative or too large
     // number for its type, text read as a number, an array or object read as anything.
@@ -119,6 +119,7 @@ private:
     JsonDocument(const boost::shared_ptr<Json::Value>& root, Json::Value* value,
                  std::uint32_t level) noexcept;
 
+    void Begin() noexcept;
     static JsonDocument Detached(std::uint32_t status);
     JsonDocument Refuse();
     template <class Find>
