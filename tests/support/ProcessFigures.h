@@ -23,6 +23,9 @@ struct ProcessFigures {
     }
 };
 
+// Handles of this process on the object that `handle` stands for, itself among them.
+int CountHandlesOn(void* handle);
+
 // "handles 12, threads 3, private 456 KiB"
 std::string ToText(const ProcessFigures& figures);
 

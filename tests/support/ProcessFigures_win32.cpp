@@ -42,7 +42,8 @@ QueryFunction Query() {
     return function;
 }
 
-std::int64_t CountHandles() {
+// The handles of this process.
+std::vector<HANDLE> ListHandles() {
     std::vector<unsigned char> buffer(1u << 18);
     for (;;) {
         ULONG needed = 0;
@@ -55,12 +56,12 @@ std::int64_t CountHandles() {
         buffer.resize(buffer.size() * 2);
     }
     const auto* table = reinterpret_cast<const HandleTable*>(buffer.data());
-    std::int64_t count = 0;
+    std::vector<HANDLE> own;
     for (ULONG_PTR i = 0; i < table->count; ++i) {
         if (table->entries[i].processId == GetCurrentProcessId())
-            ++count;
+            own.push_back(reinterpret_cast<HANDLE>(table->entries[i].handle));
     }
-    return count;
+    return own;
 }
 
 std::int64_t CountThreads() {
@@ -89,8 +90,20 @@ std::int64_t PrivateBytes() {
 
 ProcessFigures ProcessFigures::Now() {
     // The listing opens and closes a handle of its own, so the handles come first.
-    const std::int64_t handles = CountHandles();
+    const auto handles = static_cast<std::int64_t>(ListHandles().size());
     return {handles, CountThreads(), PrivateBytes()};
+}
+
+int CountHandlesOn(void* handle) {
+    using CompareFunction = BOOL(WINAPI*)(HANDLE, HANDLE);
+    static const auto compare = reinterpret_cast<CompareFunction>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"kernelbase.dll"), "CompareObjectHandles")));
+    int count = 0;
+    for (const HANDLE own : ListHandles()) {
+        if (compare(own, handle))
+            ++count;
+    }
+    return count;
 }
 
 std::string ToText(const ProcessFigures& figures) {

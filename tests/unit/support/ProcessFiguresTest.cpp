@@ -47,4 +47,19 @@ TEST(ProcessFigures, new_memory_is_counted) {
     VirtualFree(block, 0, MEM_RELEASE);
 }
 
+TEST(ProcessFigures, handles_on_one_object_are_told_from_others) {
+    const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const HANDLE other = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    EXPECT_EQ(1, test_support::CountHandlesOn(event));
+    HANDLE second = nullptr;
+    ASSERT_TRUE(DuplicateHandle(GetCurrentProcess(), event, GetCurrentProcess(), &second,
+                                SYNCHRONIZE, FALSE, 0));
+    EXPECT_EQ(2, test_support::CountHandlesOn(event));
+    EXPECT_EQ(1, test_support::CountHandlesOn(other));
+    CloseHandle(second);
+    CloseHandle(other);
+    EXPECT_EQ(1, test_support::CountHandlesOn(event));
+    CloseHandle(event);
+}
+
 }  // namespace

@@ -1,0 +1,126 @@
+// Loading and unloading. Here the library must come and go, so that this program does not hold it.
+
+#include <WySdk/WySdk.h>
+
+#include <filesystem>
+#include <set>
+
+#include "Common/KrCommon/KrComn_Windows.h"
+#include "support/IatPatch.h"
+#include "support/RunProgram.h"
+#include "support/ServiceHost.h"
+
+#include <rpc.h>
+
+namespace {
+
+using test_support::ServiceHost;
+
+constexpr const wchar_t* kLibrary = L"WySdk.dll";
+
+class Loaded {
+public:
+    Loaded() : m_hModule(LoadLibraryW(kLibrary)) { EXPECT_NE(nullptr, m_hModule); }
+    Loaded(const Loaded&) = delete;
+    Loaded& operator=(const Loaded&) = delete;
+    ~Loaded() { FreeLibrary(m_hModule); }
+
+    template <class Function>
+    Function* Find(const char* name) const {
+        return reinterpret_cast<Function*>(
+            reinterpret_cast<void*>(GetProcAddress(m_hModule, name)));
+    }
+
+private:
+    HMODULE m_hModule;
+};
+
+// A thread of the library may hold it for a moment longer.
+bool IsGoneInAWhile() {
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        if (GetModuleHandleW(kLibrary) == nullptr)
+            return true;
+        Sleep(100);
+    }
+    return false;
+}
+
+TEST(Load, library_goes_when_it_is_freed) {
+    for (int round = 0; round < 50; ++round) {
+        { const Loaded library; }
+        EXPECT_EQ(nullptr, GetModuleHandleW(kLibrary)) << round;
+    }
+}
+
+TEST(Load, calls_work_in_each_life) {
+    const ServiceHost host;
+    for (int round = 0; round < 5; ++round) {
+        {
+            const Loaded library;
+            std::uint32_t load = 0;
+            EXPECT_EQ(WY_S_OK, library.Find<decltype(WyGetSysCpuUsage)>("WyGetSysCpuUsage")(&load));
+        }
+        EXPECT_TRUE(IsGoneInAWhile()) << round;
+    }
+}
+
+TEST(Load, library_goes_after_a_closed_session) {
+    const ServiceHost host;
+    for (int round = 0; round < 5; ++round) {
+        {
+            const Loaded library;
+            EXPECT_EQ(WY_S_OK, library.Find<decltype(WyInitialize)>("WyInitialize")(L"abi-test"));
+            EXPECT_EQ(WY_S_OK, library.Find<decltype(WyUninitialize)>("WyUninitialize")());
+        }
+        EXPECT_TRUE(IsGoneInAWhile()) << round;
+    }
+}
+
+RPC_STATUS RPC_ENTRY NoUuidText(const UUID*, RPC_CSTR*) {
+    return RPC_S_OUT_OF_MEMORY;
+}
+
+// The service is not told then, so the process counts as registered for as long as the library
+// stays loaded.
+TEST(Load, library_goes_after_a_session_that_could_not_be_unregistered) {
+    const ServiceHost host;
+    {
+        const Loaded library;
+        const auto initialize = library.Find<decltype(WyInitialize)>("WyInitialize");
+        const auto uninitialize = library.Find<decltype(WyUninitialize)>("WyUninitialize");
+        EXPECT_EQ(WY_S_OK, initialize(L"abi-test"));
+        {
+            const test_support::IatPatch patch(GetModuleHandleW(kLibrary), "rpcrt4.dll",
+                                               "UuidToStringA", NoUuidText);
+            EXPECT_EQ(WY_E_NO_UUID, uninitialize());
+        }
+        EXPECT_EQ(WY_S_OK, uninitialize());
+        EXPECT_EQ(WY_E_ALREADY_INITIALIZED, initialize(L"abi-test"));
+    }
+    EXPECT_TRUE(IsGoneInAWhile());
+    const Loaded library;
+    EXPECT_EQ(WY_S_OK, library.Find<decltype(WyInitialize)>("WyInitialize")(L"abi-test"));
+    EXPECT_EQ(WY_S_OK, library.Find<decltype(WyUninitialize)>("WyUninitialize")());
+}
+
+std::set<std::filesystem::path> FilesBeside() {
+    std::set<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(test_support::ProgramFolder()))
+        files.insert(entry.path());
+    return files;
+}
+
+// No product is installed here, so that there is no folder for a log.
+TEST(Load, without_a_product_path_works_and_writes_no_log) {
+    const std::set<std::filesystem::path> before = FilesBeside();
+    {
+        const Loaded library;
+        EXPECT_EQ(WY_S_OK, library.Find<decltype(WyUninitialize)>("WyUninitialize")());
+        EXPECT_EQ(WY_E_INVALID_ARGUMENT,
+                  library.Find<decltype(WyInitialize)>("WyInitialize")(nullptr));
+        EXPECT_EQ(nullptr, GetModuleHandleW(L"KrDbgLog.dll"));
+    }
+    EXPECT_EQ(before, FilesBeside());
+}
+
+}  // namespace
