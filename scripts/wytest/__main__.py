@@ -25,14 +25,14 @@ def parse_arguments():
     return parser.parse_args()
 
 
-def choose(names, quick):
+def choose(names, quick, full):
     """The groups to run, in their own order; names that match nothing end the program."""
     for name in names:
         if not any(group.matches(name) for group in groups.ALL):
             sys.exit(f"./test: no group is named '{name}'; ./test --list shows them all")
     if names:
         return [g for g in groups.ALL if any(g.matches(name) for name in names)]
-    return [g for g in groups.ALL if not (quick and g.slow)]
+    return [g for g in groups.ALL if not g.slow or (full and not quick)]
 
 
 def hold_lock():
@@ -57,7 +57,7 @@ def main():
         for group in groups.ALL:
             print(f"{group.name:12} {'slow   ' if group.slow else '       '}{group.about}")
         return 0
-    chosen = choose(arguments.groups, arguments.quick)
+    chosen = choose(arguments.groups, arguments.quick, arguments.full)
     lock = hold_lock()
     signal.signal(signal.SIGTERM, interrupt)
     report = Report()
@@ -71,11 +71,11 @@ def main():
     except KeyboardInterrupt:
         run.stop_programs()
         report.failed("run", "interrupted")
-    if arguments.quick and not arguments.groups:
+    if not arguments.groups and (arguments.quick or not arguments.full):
         for group in groups.ALL:
             if group.slow:
                 report.begin(group.name, "")
-                report.skipped("all of it", "slow group, left out by --quick")
+                report.skipped("all of it", "slow group, run by --full or by its name")
     lock.close()
     report.summary(time.monotonic() - started)
     return 1 if report.failures else 0

@@ -46,10 +46,10 @@ def check(run):
             for header in tracked_files("src/*.h", "include/*.h", "include/*.hpp", "trace/*.h",
                                         "devhost/*.h", "wyctl/*.h")]
     if (ROOT / PUBLIC).exists():
-        strict = ["-std=c99", "-pedantic-errors", "-Iinclude"]
+        strict = ["-std=c99", "-pedantic-errors", "-Iinclude", "-I."]
         jobs += [(f"{arch}-w64-mingw32-gcc-posix", strict, PUBLIC, ".c")
                  for arch in ("x86_64", "i686")]
-        jobs += [(f"{arch}-w64-mingw32-g++-posix", [f"-std=c++{year}", "-Iinclude"], PUBLIC, ".cpp")
+        jobs += [(f"{arch}-w64-mingw32-g++-posix", [f"-std=c++{year}", "-Iinclude", "-I."], PUBLIC, ".cpp")
                  for arch in ("x86_64", "i686") for year in ("11", "20")]
     with concurrent.futures.ThreadPoolExecutor(max_workers=JOBS) as pool:
         for job, messages in pool.map(lambda j: (j, compile_alone(*j)), jobs):
