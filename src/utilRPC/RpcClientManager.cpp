@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string_view>
 
@@ -80,15 +81,22 @@ std::uint32_t CRpcClientManager::StartRPCServer() {
     }
     try {
         const CComponentID component(WidenUuid(m_szClientSessionKey).c_str());
-        m_pServerHelper = new (std::nothrow)
-            CRPCServerHelper(component, m_uiTimeout, CRPCServerParameter(RpcProtocol::kLocal));
-        if (m_pServerHelper == nullptr) {
+        std::unique_ptr<CRPCServerHelper> server(new (std::nothrow) CRPCServerHelper(
+            component, m_uiTimeout, CRPCServerParameter(RpcProtocol::kLocal)));
+        if (server == nullptr) {
             WY_LOG_ERROR << L"Cannot new CRPCServerHelper";
             return Result::kNoCallbackServer;
         }
-        m_pServerHelper->RegisterHandler(this);
+        server->RegisterHandler(this);
+        // A handler that did not come in must not be taken out: that waits for ever.
+        if (!m_bIdGiven)
+            return Result::kNoCallbackServer;
+        m_pServerHelper = server.release();
     } catch (const OS::CException& error) {
         WY_LOG_ERROR << L"Initialize(): " << error.GetFullMessage();
+        return Result::kNoCallbackServer;
+    } catch (const std::bad_alloc&) {
+        WY_LOG_ERROR << L"Cannot new CRPCServerHelper";
         return Result::kNoCallbackServer;
     }
     return Result::kSuccess;
@@ -132,18 +140,28 @@ std::uint32_t CRpcClientManager::ExecuteCommand(CommandContext* context, Trackin
         if (Result::Failed(code))
             return code;
     }
+    std::uint32_t code = Result::kFailure;
+    try {
+        code = manager->SendCommand(*context, *result);
+    } catch (const std::bad_alloc&) {
+        code = Result::kOutOfMemory;
+    }
+    if (Result::Failed(code) && callback != nullptr)
+        manager->m_Tracking.Erase(context->szTrackingID);
+    return code;
+}
+
+std::uint32_t CRpcClientManager::SendCommand(const CommandContext& context,
+                                             CommandResult& result) const {
     CRpcDataHandleWrapper reply;
     std::uint32_t code = Result::kFailure;
     {
         CRpcDataHandleWrapper message(RPC_MSG_MAIN);
-        RpcMessages::EncodeMainCommand(manager->m_szClientSessionKey, *context, message);
-        code = SendRequestWithData(context->uiCommandId, message, reply, manager->m_pPluginOrg);
+        RpcMessages::EncodeMainCommand(m_szClientSessionKey, context, message);
+        code = SendRequestWithData(context.uiCommandId, message, reply, m_pPluginOrg);
     }
-    if (Result::Succeeded(code)) {
-        RpcMessages::DecodeResult(reply, *result);
-    } else if (callback != nullptr) {
-        manager->m_Tracking.Erase(context->szTrackingID);
-    }
+    if (Result::Succeeded(code))
+        RpcMessages::DecodeResult(reply, result);
     return code;
 }
 
@@ -197,6 +215,7 @@ bool CRpcClientManager::GetMsgID(std::uint32_t** ids, std::uint32_t* count) {
         return false;
     }
     *count = 1;
+    m_bIdGiven = true;
     return true;
 }
 

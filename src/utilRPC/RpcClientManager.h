@@ -58,6 +58,7 @@ public:
     const char* GetClientSessionKey() const { return m_szClientSessionKey; }
 
 private:
+    std::uint32_t SendCommand(const CommandContext& context, CommandResult& result) const;
     void CommandResultProcess(const CRpcDataHandleWrapper& message, CIPCMsgBuffer& out);
     static void ReplyResult(const CommandResult& reply, CIPCMsgBuffer& out);
 
@@ -66,6 +67,7 @@ private:
     void* m_pPluginOrg;
     std::uint32_t m_uiTimeout;
     CRPCServerHelper* m_pServerHelper;
+    bool m_bIdGiven = false;  // the dispatcher knows this handler
 };
 
 // Written by the product client helper alone; null when there is no manager.

@@ -27,7 +27,8 @@ std::uint32_t CRpcTrackingTable::Add(const std::string& trackingId,
             return Result::kRecordGoingAway;
         owner.setTrackingID.insert(trackingId);
     }
-    m_mapTracking[trackingId] = {callback, context, 0, false, clientSessionKey};
+    m_mapTracking.emplace(trackingId,
+                          TrackingRecord{callback, context, 0, false, clientSessionKey});
     return Result::kSuccess;
 }
 
@@ -39,8 +40,9 @@ std::uint32_t CRpcTrackingTable::BeginDelivery(const std::string& trackingId,
         return Result::kUnknownTrackingId;
     if (found->second.bDelete)
         return Result::kRecordGoingAway;
-    ++found->second.uiRefCount;
+    // The copy comes first: without memory for it nothing has begun.
     record = found->second;
+    record.uiRefCount = ++found->second.uiRefCount;
     return Result::kSuccess;
 }
 
@@ -74,9 +76,9 @@ std::uint32_t CRpcTrackingTable::Remove(const char* trackingId, bool decrement) 
                     << record.bDelete << L", uiRefCount =  " << record.uiRefCount;
         return Result::kRecordInUse;
     }
-    const std::string owner = record.strClientSessionKey;
-    m_mapTracking.erase(found);
-    return ForgetAtClient(owner, trackingId);
+    // Taken out as it is, so that the end of a delivery needs no memory.
+    const auto node = m_mapTracking.extract(found);
+    return ForgetAtClient(node.mapped().strClientSessionKey, node.key());
 }
 
 std::uint32_t CRpcTrackingTable::ForgetAtClient(const std::string& clientSessionKey,

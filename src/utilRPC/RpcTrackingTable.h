@@ -3,6 +3,7 @@
 // The table that ties asynchronous results to the caller's callback.
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -65,6 +66,6 @@ private:
 
     KrCommon::Synchronize::CriticalSection m_csTracking;
     KrCommon::Synchronize::CriticalSection m_csClient;
-    std::map<std::string, TrackingRecord> m_mapTracking;
+    std::map<std::string, TrackingRecord, std::less<>> m_mapTracking;
     std::map<std::string, ClientRecord> m_mapClient;
 };

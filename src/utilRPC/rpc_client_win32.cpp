@@ -42,6 +42,9 @@ void CRPCClient::Create(const CComponentID& component, const CIPCParameter& para
     WY_LOG_INFO << L"binding string: " << m_pszStringBinding;
     RpcBindingFromStringBindingW(text, &m_hBinding);
     WY_LOG_INFO << L"register with SSP ";
+    // The runtime faults on a null handle instead of refusing it. The first request fails then.
+    if (m_hBinding == nullptr)
+        return;
     const bool pipe = RpcProtocol::Equal(protocol, RpcProtocol::kNamedPipe);
     RpcBindingSetAuthInfoW(m_hBinding, nullptr,
                            pipe ? RPC_C_AUTHN_LEVEL_PKT_PRIVACY : RPC_C_AUTHN_LEVEL_NONE,

@@ -1,6 +1,7 @@
 #include "utilRPC/rpc_server.h"
 
 #include <atomic>
+#include <memory>
 #include <new>
 
 #include "Common/KrCommon/KrComn_Log.h"
@@ -22,7 +23,7 @@ std::int32_t s_iServerRefCount = 0;
 CriticalSection s_ServerLock;
 
 CRPCServer* MakeDefaultServer(const CComponentID& component, const CRPCServerParameter& parameter) {
-    CRPCServer* server = new (std::nothrow) CRPCServer;
+    std::unique_ptr<CRPCServer> server(new (std::nothrow) CRPCServer);
     if (server == nullptr) {
         WY_LOG_ERROR << L"CreateServer() fail ";
         return nullptr;
@@ -30,15 +31,14 @@ CRPCServer* MakeDefaultServer(const CComponentID& component, const CRPCServerPar
     try {
         server->Create(component, parameter);
     } catch (const OS::CException& error) {
-        delete server;
         s_pDefaultServer = nullptr;
         s_iServerRefCount = 0;
         WY_LOG_ERROR << L"CRpcServer::CreateServer() fail, " << error.GetFullMessage();
         return nullptr;
     }
-    s_pDefaultServer = server;
+    s_pDefaultServer = server.get();
     s_iServerRefCount = 1;
-    return server;
+    return server.release();
 }
 
 CRPCServer* ShareSameComponent(CRPCServer* server, const CRPCServerParameter& parameter) {

@@ -72,6 +72,32 @@ std::uint32_t UnpackAnswer(const CRpcDataHandleWrapper& report, CRpcDataHandleWr
     return verdict;
 }
 
+// Null without memory. An exception must not leave the constructor of a helper, which has been
+// counted by then.
+CRpcClientManager* NewManager() {
+    try {
+        return new CRpcClientManager(nullptr, kManagerTimeout);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+std::uint32_t SendUnregister(Exchange& exchange) {
+    {
+        CRpcDataHandleWrapper data(RPC_MSG_PRODUCT_DATA);
+        data.Set(ID_DATA_PRODUCTADAPTER_COMM_PROCESS_ID, OuterClientPlatform::CurrentProcessId());
+        exchange.Pack(data);
+    }
+    std::uint32_t result =
+        CRpcClientManager::ExecuteCommand(&exchange.context, nullptr, &exchange.result);
+    if (Result::Failed(result)) {
+        WY_LOG_ERROR << L"executing command failed, err=" << WyHex{result};
+        return result;
+    }
+    const bool read = ReadMailResult(CRpcDataHandleWrapper(exchange.result.pReport), result);
+    return read ? result : Result::kInvalidArgument;
+}
+
 bool IsFullId(const char* text) {
     return std::strlen(text) == RpcMessages::kIdLength;
 }
@@ -119,7 +145,7 @@ std::uint32_t CKrRpcClientHelper::InitProduct(std::uint32_t, const std::wstring&
         WY_LOG_WARN << L"The Product helper is already initialized";
         return Result::kAlreadyInitialized;
     }
-    CRpcClientManager* manager = new (std::nothrow) CRpcClientManager(nullptr, kManagerTimeout);
+    CRpcClientManager* const manager = NewManager();
     if (manager == nullptr)
         return Result::kOutOfMemory;
     g_pRpcClientManager = manager;
@@ -183,8 +209,12 @@ std::uint32_t CKrRpcClientHelper::EraseAllCallbackOfTrackingID(const std::string
 std::uint32_t CKrRpcClientHelper::DestroyRecordOfTrackingID(const std::string& trackingId) {
     if (trackingId.empty())
         return Result::kInvalidArgument;
-    EraseAllCallbackOfTrackingID(trackingId);
-    return CRpcClientManager::EraseTrackingID(trackingId.c_str());
+    try {
+        EraseAllCallbackOfTrackingID(trackingId);
+        return CRpcClientManager::EraseTrackingID(trackingId.c_str());
+    } catch (const std::bad_alloc&) {
+        return Result::kOutOfMemory;  // also called by the destructor
+    }
 }
 
 std::uint32_t CKrRpcClientHelper::NewTrackingId(CommandContext& context) const {
@@ -306,6 +336,8 @@ std::uint32_t CKrRpcClientHelper::RegisterProcess(const wchar_t* processName, Ev
         data.Set(ID_DATA_PRODUCTADAPTER_COMM_PROCESS_ID, OuterClientPlatform::CurrentProcessId());
         exchange.Pack(data);
     }
+    // Nothing that needs memory may come between the service's consent and the flag.
+    m_strRegisterTrackingID = exchange.context.szTrackingID;
     std::uint32_t result =
         ExecuteWithRenewal(exchange.context, RegisterProcessCallback, exchange.result);
     if (Result::Failed(result)) {
@@ -318,21 +350,25 @@ std::uint32_t CKrRpcClientHelper::RegisterProcess(const wchar_t* processName, Ev
         if (!read)
             result = Result::kInvalidArgument;
     }
-    m_strRegisterTrackingID = exchange.context.szTrackingID;
     if (Result::Succeeded(result))
         StartMonitor(name);
     return result;
 }
 
 void CKrRpcClientHelper::StartMonitor(const std::wstring& processName) {
-    m_hStopEvent = OuterClientMonitor::CreateStopEvent();
-    m_strProcessName = processName;
-    if (m_pLink == nullptr) {
-        m_pLink.reset(new OuterClientMonitor::Link);
-        m_pSession.reset(new OuterClientReconnect(*this));
-        m_pLink->session = m_pSession.get();
+    try {
+        m_hStopEvent = OuterClientMonitor::CreateStopEvent();
+        m_strProcessName = processName;
+        if (m_pLink == nullptr) {
+            m_pLink.reset(new OuterClientMonitor::Link);
+            m_pSession.reset(new OuterClientReconnect(*this));
+            m_pLink->session = m_pSession.get();
+        }
+        OuterClientMonitor::StartThread(m_pLink, m_hStopEvent);
+    } catch (const std::bad_alloc&) {
+        // The session stands; nobody watches its service.
+        WY_LOG_ERROR << L"The monitor of the service could not be started, out of memory";
     }
-    OuterClientMonitor::StartThread(m_pLink, m_hStopEvent);
 }
 
 std::uint32_t CKrRpcClientHelper::UnregisterProcess() {
@@ -346,18 +382,10 @@ std::uint32_t CKrRpcClientHelper::UnregisterProcess() {
     std::uint32_t result = NewTrackingId(exchange.context);
     if (Result::Failed(result))
         return result;
-    {
-        CRpcDataHandleWrapper data(RPC_MSG_PRODUCT_DATA);
-        data.Set(ID_DATA_PRODUCTADAPTER_COMM_PROCESS_ID, OuterClientPlatform::CurrentProcessId());
-        exchange.Pack(data);
-    }
-    result = CRpcClientManager::ExecuteCommand(&exchange.context, nullptr, &exchange.result);
-    if (Result::Failed(result)) {
-        WY_LOG_ERROR << L"executing command failed, err=" << WyHex{result};
-    } else {
-        const bool read = ReadMailResult(CRpcDataHandleWrapper(exchange.result.pReport), result);
-        if (!read)
-            result = Result::kInvalidArgument;
+    try {
+        result = SendUnregister(exchange);
+    } catch (const std::bad_alloc&) {
+        result = Result::kOutOfMemory;
     }
     g_fnCallback.exchange(nullptr);
     m_bRegistered = false;

@@ -32,11 +32,15 @@ public:
     void PushReply(const Bytes& reply);
     // The reply to every request for which none was pushed. Empty at first.
     void SetReply(const Bytes& reply);
+    // The reply to the question of a session's monitor for the service's process, which comes at
+    // a time of its own and is neither answered from the script nor among the requests.
+    void SetMonitorReply(const Bytes& reply);
     // Each reply waits that long before it goes out.
     void SetDelay(std::uint32_t milliseconds);
 
     // The requests that came since the last time.
     std::vector<Bytes> TakeRequests();
+    std::vector<Bytes> TakeMonitorRequests();
 
     // Calls an endpoint as a service calls its client, and gives the whole answer: of the
     // endpoint, or the failure envelope of the call.

@@ -51,6 +51,14 @@ void ScriptedService::SetReply(const Bytes& reply) {
     m_pImpl->script->SetReply(reply);
 }
 
+void ScriptedService::SetMonitorReply(const Bytes& reply) {
+    m_pImpl->script->SetMonitorReply(reply);
+}
+
+std::vector<Bytes> ScriptedService::TakeMonitorRequests() {
+    return m_pImpl->script->TakeMonitorRequests();
+}
+
 void ScriptedService::SetDelay(std::uint32_t milliseconds) {
     m_pImpl->script->SetDelay(milliseconds);
 }

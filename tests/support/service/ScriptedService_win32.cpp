@@ -98,17 +98,20 @@ void ScriptedService::SetReply(const Bytes& reply) {
     m_pImpl->Control(control::kSetReply, reply);
 }
 
+void ScriptedService::SetMonitorReply(const Bytes& reply) {
+    m_pImpl->Control(control::kSetMonitorReply, reply);
+}
+
 void ScriptedService::SetDelay(std::uint32_t milliseconds) {
     m_pImpl->Control(control::kSetDelay, Words({milliseconds}));
 }
 
 std::vector<Bytes> ScriptedService::TakeRequests() {
-    const Bytes blocks = m_pImpl->Control(control::kTakeRequests, {});
-    std::vector<Bytes> requests;
-    for (control::BlockReader reader(blocks); !reader.AtEnd();) {
-        requests.push_back(reader.Block());
-    }
-    return requests;
+    return control::Blocks(m_pImpl->Control(control::kTakeRequests, {}));
+}
+
+std::vector<Bytes> ScriptedService::TakeMonitorRequests() {
+    return control::Blocks(m_pImpl->Control(control::kTakeMonitorRequests, {}));
 }
 
 Bytes ScriptedService::Deliver(const std::string& endpoint, const Bytes& request) {

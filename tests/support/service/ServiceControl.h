@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "support/HexBytes.h"
 
@@ -17,6 +18,8 @@ constexpr std::uint32_t kTakeRequests = 0x7e570004;
 constexpr std::uint32_t kDeliver = 0x7e570005;
 constexpr std::uint32_t kPing = 0x7e570006;
 constexpr std::uint32_t kReset = 0x7e570007;
+constexpr std::uint32_t kSetMonitorReply = 0x7e570008;
+constexpr std::uint32_t kTakeMonitorRequests = 0x7e570009;
 
 constexpr const wchar_t* kServiceOption = L"--scripted-service";
 
@@ -53,5 +56,21 @@ private:
     const Bytes& m_Bytes;
     std::size_t m_uiPosition = 0;
 };
+
+inline std::vector<Bytes> Blocks(const Bytes& bytes) {
+    std::vector<Bytes> blocks;
+    for (BlockReader reader(bytes); !reader.AtEnd();) {
+        blocks.push_back(reader.Block());
+    }
+    return blocks;
+}
+
+inline Bytes FromBlocks(const std::vector<Bytes>& blocks) {
+    Bytes bytes;
+    for (const Bytes& block : blocks) {
+        AppendBlock(bytes, block);
+    }
+    return bytes;
+}
 
 }  // namespace test_support::control

@@ -46,7 +46,12 @@ private:
                 m_Script.SetDelay(control::BlockReader(body).Word());
                 return {};
             case control::kTakeRequests:
-                return TakeRequests();
+                return control::FromBlocks(m_Script.TakeRequests());
+            case control::kTakeMonitorRequests:
+                return control::FromBlocks(m_Script.TakeMonitorRequests());
+            case control::kSetMonitorReply:
+                m_Script.SetMonitorReply(body);
+                return {};
             case control::kDeliver:
                 return Deliver(body);
             case control::kReset:
@@ -60,14 +65,6 @@ private:
                 return m_Script.Play(request);
             }
         }
-    }
-
-    Bytes TakeRequests() {
-        Bytes blocks;
-        for (const Bytes& request : m_Script.TakeRequests()) {
-            control::AppendBlock(blocks, request);
-        }
-        return blocks;
     }
 
     static Bytes Deliver(const Bytes& parameter) {

@@ -17,8 +17,10 @@ public:
     void Reset();
     void PushReply(Bytes reply);
     void SetReply(Bytes reply);
+    void SetMonitorReply(Bytes reply);
     void SetDelay(std::uint32_t milliseconds);
     std::vector<Bytes> TakeRequests();
+    std::vector<Bytes> TakeMonitorRequests();
 
     // Keeps the request and gives its reply.
     Bytes Play(const Bytes& request);
@@ -27,7 +29,9 @@ private:
     std::mutex m_mutex;
     std::deque<Bytes> m_Replies;
     Bytes m_Default;
+    Bytes m_MonitorReply;
     std::vector<Bytes> m_Requests;
+    std::vector<Bytes> m_MonitorRequests;
     std::uint32_t m_uiDelay = 0;
 };
 

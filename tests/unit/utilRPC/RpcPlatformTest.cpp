@@ -62,10 +62,17 @@ RPC_STATUS RPC_ENTRY ComposeRecorded(RPC_WSTR object, RPC_WSTR protocol, RPC_WST
     *binding = nullptr;
     return s_Status;
 }
+IatPatch* s_pFromText = nullptr;
+
+// A binding that leads nowhere, or none when the platform refuses.
 RPC_STATUS RPC_ENTRY FromTextRecorded(RPC_WSTR text, RPC_BINDING_HANDLE* binding) {
     s_Calls.push_back(L"binding from " + Text(text));
     *binding = nullptr;
-    return s_Status;
+    if (s_Status != RPC_S_OK)
+        return s_Status;
+    wchar_t nobody[] = L"ncalrpc:[KR_nobody]";
+    return s_pFromText->Original<RPC_STATUS RPC_ENTRY(RPC_WSTR, RPC_BINDING_HANDLE*)>()(
+        reinterpret_cast<RPC_WSTR>(nobody), binding);
 }
 RPC_STATUS RPC_ENTRY SetAuthRecorded(RPC_BINDING_HANDLE, RPC_WSTR principal, unsigned long level,
                                      unsigned long service, RPC_AUTH_IDENTITY_HANDLE identity,
@@ -82,7 +89,10 @@ protected:
     RpcClientBinding()
         : m_Compose(Program(), "rpcrt4.dll", "RpcStringBindingComposeW", ComposeRecorded),
           m_FromText(Program(), "rpcrt4.dll", "RpcBindingFromStringBindingW", FromTextRecorded),
-          m_SetAuth(Program(), "rpcrt4.dll", "RpcBindingSetAuthInfoW", SetAuthRecorded) {}
+          m_SetAuth(Program(), "rpcrt4.dll", "RpcBindingSetAuthInfoW", SetAuthRecorded) {
+        s_pFromText = &m_FromText;
+    }
+    ~RpcClientBinding() override { s_pFromText = nullptr; }
 
     static std::vector<std::wstring> Create(const wchar_t* component, const wchar_t* address,
                                             const wchar_t* protocol) {
@@ -93,7 +103,7 @@ protected:
     }
 
     const IatPatch m_Compose;
-    const IatPatch m_FromText;
+    IatPatch m_FromText;
     const IatPatch m_SetAuth;
 };
 
@@ -129,7 +139,8 @@ TEST_F(RpcClientBinding, refusals_are_not_looked_at_and_show_at_the_first_reques
     s_Status = RPC_S_OUT_OF_MEMORY;
     const LogRecorder log;
     CRPCClientHelper helper(CComponentID(L"abc"));
-    EXPECT_EQ(s_Calls.size(), 3U);
+    // Without a binding there is nothing to give authentication to.
+    EXPECT_EQ(s_Calls.size(), 2U);
     EXPECT_EQ(log.CountContaining(L": [ERROR] "), 0U);
     CIPCMsgBuffer in(CIPCMsgBuffer::kBlockSize, false);
     CIPCMsgBuffer out(CIPCMsgBuffer::kBlockSize, false);
