@@ -1,0 +1,172 @@
+// The exported names, and each function called with nothing: zeroes and null pointers.
+
+#include <cstdlib>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "abi/SdkLibrary.h"
+#include "support/RunProgram.h"
+#include "support/ServiceHost.h"
+
+namespace {
+
+using test_support::ServiceHost;
+
+// The names that the definition file of the library lists.
+std::vector<std::string> DefinedNames() {
+    std::ifstream file(test_support::ProgramFolder() / "data" / "WySdk.def");
+    std::vector<std::string> names;
+    bool listing = false;
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream words(line);
+        std::string word;
+        if (!(words >> word))
+            continue;
+        if (word == "EXPORTS") {
+            listing = true;
+        } else if (listing) {
+            names.push_back(word);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(Exports, are_the_seventy_of_the_definition_file_undecorated) {
+    const std::vector<std::string> defined = DefinedNames();
+    EXPECT_EQ(70u, defined.size());
+    EXPECT_EQ(defined, SdkLibrary::ExportedNames());
+}
+
+TEST(Exports, are_all_found_by_name) {
+    for (const std::string& name : DefinedNames())
+        EXPECT_NE(nullptr, GetProcAddress(SdkLibrary::Module(), name.c_str())) << name;
+}
+
+// What a function makes of zeroes and null pointers.
+enum class Nothing {
+    kTextMissing,    // refused before anything is sent
+    kNumberMissing,  // refused when the service has acted
+    kEnough,         // the answer of the service is the result
+};
+
+template <class... Arguments>
+std::uint32_t CallWithNothing(std::uint32_t(WYAPI* function)(Arguments...)) {
+    return function(Arguments{}...);
+}
+
+struct Row {
+    const char* name;
+    std::uint32_t (*call)();
+    Nothing nothing;
+};
+
+#define ROW(function, nothing)                                                     \
+    {                                                                              \
+#function, [] { return CallWithNothing(SDK(function)); }, Nothing::nothing \
+    }
+
+// All functions but WyInitialize and WyUninitialize.
+const Row kRows[] = {
+    ROW(WyCancelBigFileScan, kEnough),
+    ROW(WyCancelDiskUsageScan, kEnough),
+    ROW(WyCancelDupFileScan, kEnough),
+    ROW(WyCancelFixV2, kTextMissing),
+    ROW(WyCancelScan, kTextMissing),
+    ROW(WyCancelWyFix, kEnough),
+    ROW(WyCustomizeFix, kTextMissing),
+    ROW(WyCustomizeFixV2, kTextMissing),
+    ROW(WyFixPrivacy, kEnough),
+    ROW(WyFixVulnerability, kEnough),
+    ROW(WyForceKillApp, kTextMissing),
+    ROW(WyGetAddon, kEnough),
+    ROW(WyGetAppStatus, kTextMissing),
+    ROW(WyGetBatteryUsage, kEnough),
+    ROW(WyGetBigFileProgress, kNumberMissing),
+    ROW(WyGetBigFileResult, kEnough),
+    ROW(WyGetCloudDataBootupRanking, kNumberMissing),
+    ROW(WyGetCloudDataStartupApp, kTextMissing),
+    ROW(WyGetCloudDataStartupSvc, kTextMissing),
+    ROW(WyGetDiskGarbage, kEnough),
+    ROW(WyGetDiskUsageProgress, kNumberMissing),
+    ROW(WyGetDiskUsageResult, kEnough),
+    ROW(WyGetDupFileProgress, kNumberMissing),
+    ROW(WyGetDupFileResult, kEnough),
+    ROW(WyGetFixProgress, kTextMissing),
+    ROW(WyGetFixProgressV2, kTextMissing),
+    ROW(WyGetFixResult, kTextMissing),
+    ROW(WyGetFixResultV2, kTextMissing),
+    ROW(WyGetIdleStatus, kNumberMissing),
+    ROW(WyGetIdleTimeframe, kNumberMissing),
+    ROW(WyGetInstalledProgram, kEnough),
+    ROW(WyGetLockStatus, kNumberMissing),
+    ROW(WyGetPrivacy, kEnough),
+    ROW(WyGetProcessInfo, kEnough),
+    ROW(WyGetRegGarbage, kEnough),
+    ROW(WyGetScanProgress, kTextMissing),
+    ROW(WyGetScanResult, kTextMissing),
+    ROW(WyGetStartupProgram, kEnough),
+    ROW(WyGetStartupService, kEnough),
+    ROW(WyGetSvchostPid, kNumberMissing),
+    ROW(WyGetSysBootupTime, kNumberMissing),
+    ROW(WyGetSysCpuUsage, kNumberMissing),
+    ROW(WyGetSysDiskUsage, kNumberMissing),
+    ROW(WyGetSysMemUsage, kNumberMissing),
+    ROW(WyGetSysNetworkUsage, kNumberMissing),
+    ROW(WyGetVulnerability, kEnough),
+    ROW(WyPauseScan, kTextMissing),
+    ROW(WyPublishEvent, kEnough),
+    ROW(WyPublishEventEx, kTextMissing),
+    ROW(WyRemoveBigFile, kTextMissing),
+    ROW(WyRemoveDiskGarbage, kEnough),
+    ROW(WyRemoveDupFile, kTextMissing),
+    ROW(WyRemoveRegGarbage, kEnough),
+    ROW(WyResumeScan, kTextMissing),
+    ROW(WyScan, kTextMissing),
+    ROW(WyScanBigFile, kTextMissing),
+    ROW(WyScanDiskUsage, kTextMissing),
+    ROW(WyScanDupFile, kTextMissing),
+    ROW(WySetAddonStatus, kEnough),
+    ROW(WySetCacheValidityTimeout, kEnough),
+    ROW(WySetCloudBrokerStatus, kEnough),
+    ROW(WySetInspectUrl, kTextMissing),
+    ROW(WySetProductLcid, kEnough),
+    ROW(WySetScheduleScanTime, kEnough),
+    ROW(WySetStartupProgramStatus, kTextMissing),
+    ROW(WySetStartupServiceStatus, kTextMissing),
+    ROW(WyUninstallProgram, kEnough),
+    ROW(WyUpdate, kEnough),
+};
+
+TEST(CallsWithNothing, cover_every_export) {
+    std::set<std::string> covered = {"WyInitialize", "WyUninitialize"};
+    for (const Row& row : kRows)
+        covered.insert(row.name);
+    const std::vector<std::string> defined = DefinedNames();
+    EXPECT_EQ(std::set<std::string>(defined.begin(), defined.end()), covered);
+}
+
+TEST(CallsWithNothing, without_a_service_are_refused_or_find_nobody) {
+    for (const Row& row : kRows) {
+        const std::uint32_t wanted =
+            row.nothing == Nothing::kTextMissing ? WY_E_INVALID_ARGUMENT : SdkCode::kNobodyListens;
+        EXPECT_EQ(wanted, row.call()) << row.name;
+    }
+}
+
+// Every answer of the service carries this code, so that it is seen to be the result.
+constexpr std::uint32_t kAnswered = 0x20ff0777;
+
+TEST(CallsWithNothing, with_a_service_give_its_answer_or_are_refused) {
+    const ServiceHost host(L"any x* retcode 0x20ff0777");
+    const SdkSession session;
+    ASSERT_EQ(WY_S_OK, session.Code());
+    for (const Row& row : kRows) {
+        const std::uint32_t wanted =
+            row.nothing == Nothing::kEnough ? kAnswered : WY_E_INVALID_ARGUMENT;
+        EXPECT_EQ(wanted, row.call()) << row.name;
+    }
+}
+
+}  // namespace
