@@ -54,7 +54,7 @@ std::uint32_t RankOf(std::uint32_t bootupSeconds) {
     return 1;
 }
 
-void AddTo(ApiRouter& router, StartupNames names) {
+void AddTo(ApiRouter& router, const StartupNames& names) {
     router.Add(ApiId::kGetCloudDataStartupApp,
                [of = names.programs](const Json::Value& request, const CallContext&) {
                    return SamplesOf(of(JsonFields(request).Text("sessionId")));

@@ -21,7 +21,7 @@ struct StartupNames {
 
 namespace CloudSamples {
 
-void AddTo(ApiRouter& router, StartupNames names);
+void AddTo(ApiRouter& router, const StartupNames& names);
 
 // A made-up rank: the share of machines, in per cent, that take longer to start than this one.
 std::uint32_t RankOf(std::uint32_t bootupSeconds);

@@ -34,6 +34,7 @@ bool ListFolder(const Path& folder, std::vector<Entry>& entries) {
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(folder.c_str()), closedir);
     if (directory == nullptr)
         return false;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream belongs to this call alone
     while (const dirent* const item = readdir(directory.get())) {
         const std::string name = item->d_name;
         if (name == "." || name == "..")

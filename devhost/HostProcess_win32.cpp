@@ -71,7 +71,8 @@ HostProcess::~HostProcess() {
     Close(m_pHandles->stop);
     Close(m_pHandles->parent);
     Close(m_pHandles->restart);
-    Close(m_pHandles->place);
+    // The place is given up by the end of the process and not before: the endpoint lasts as long,
+    // and a successor must not share it.
     SetEvent(g_hStopped);
 }
 

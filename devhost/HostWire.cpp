@@ -11,24 +11,22 @@ namespace {
 
 using KrCommon::Result::Failed;
 
-void WriteHandle(CIPCMsgBuffer& out, const CRpcDataHandleWrapper& message) {
-    out << IPC_REPLY_SUCCESS << message;
-}
-
-void FillReport(const HostReply& reply, const ReplyOmissions& omit, CRpcDataHandleWrapper& report) {
+void WriteReport(const HostReply& reply, const ReplyOmissions& omit,
+                 CRpcDataHandleWrapper& message) {
+    const CRpcNestedMessage report(message, RPC_MSG_PRODUCT_DATA);
     if (!omit.mailResult)
-        report.Set(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, reply.mailResult);
+        message.Set(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, reply.mailResult);
     if (!reply.json.has_value())
         return;
-    CRpcDataHandleWrapper packed(RPC_MSG_PRODUCT_DATA);
-    if (!omit.json) {
-        packed.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, reply.json->c_str(),
-                   static_cast<std::uint32_t>(reply.json->size()));
-    }
     if (!omit.packer)
-        report.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, RPC_MSG_PRODUCT_DATA);
-    if (!omit.child)
-        report.Set(packed);
+        message.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, RPC_MSG_PRODUCT_DATA);
+    if (omit.child)
+        return;
+    const CRpcNestedMessage packed(message, RPC_MSG_PRODUCT_DATA);
+    if (!omit.json) {
+        message.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, reply.json->c_str(),
+                    static_cast<std::uint32_t>(reply.json->size()));
+    }
 }
 
 }  // namespace
@@ -84,18 +82,13 @@ void EncodeReply(const HostReply& reply, const ReplyOmissions& omit, CIPCMsgBuff
     if (!omit.resultCode) {
         message.Set(ID_DATA_RESULT_CODE, static_cast<std::int32_t>(reply.resultCode));
     }
-    if (reply.hasReport) {
-        if (!omit.bodyId) {
-            message.Set(ID_DATA_BODY_ID, static_cast<std::int32_t>(RPC_MSG_PRODUCT_DATA));
-        }
-        CRpcDataHandleWrapper report(RPC_MSG_PRODUCT_DATA);
-        FillReport(reply, omit, report);
-        if (!omit.report)
-            message.Set(report);
-    } else if (!omit.bodyId) {
-        message.Set(ID_DATA_BODY_ID, std::int32_t{0});
+    if (!omit.bodyId) {
+        message.Set(ID_DATA_BODY_ID,
+                    static_cast<std::int32_t>(reply.hasReport ? RPC_MSG_PRODUCT_DATA : 0));
     }
-    WriteHandle(out, message);
+    if (reply.hasReport && !omit.report)
+        WriteReport(reply, omit, message);
+    out << IPC_REPLY_SUCCESS << message;
 }
 
 void EncodeFailure(std::uint32_t code, const std::wstring& text, CIPCMsgBuffer& out) {
@@ -103,14 +96,15 @@ void EncodeFailure(std::uint32_t code, const std::wstring& text, CIPCMsgBuffer& 
 }
 
 void EncodeDelivery(const std::string& trackingId, const std::wstring& json, CIPCMsgBuffer& out) {
-    CRpcDataHandleWrapper report(RPC_MSG_PRODUCT_DATA);
-    report.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, json.c_str(),
-               static_cast<std::uint32_t>(json.size()));
     CRpcDataHandleWrapper message(RPC_MSG_MAIN);
     message.Set(ID_DATA_TRACKING_ID, trackingId);
     message.Set(ID_DATA_RESULT_CODE, static_cast<std::int32_t>(KrCommon::Result::kSuccess));
     message.Set(ID_DATA_BODY_ID, static_cast<std::int32_t>(RPC_MSG_PRODUCT_DATA));
-    message.Set(report);
+    {
+        const CRpcNestedMessage report(message, RPC_MSG_PRODUCT_DATA);
+        message.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, json.c_str(),
+                    static_cast<std::uint32_t>(json.size()));
+    }
     out << IPC_MSG_COMMAND_RESULT << message;
 }
 

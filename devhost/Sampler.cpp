@@ -74,7 +74,10 @@ void Sampler::LookAtCpu() {
 }
 
 void Sampler::LookAtDisks(std::uint64_t elapsedMs) {
+    if (!m_bDisksCounted)
+        return;
     const std::optional<DiskCounters> counters = m_Probe.ReadDisks();
+    m_bDisksCounted = counters.has_value();
     m_Current.diskSpeed.reset();
     if (counters.has_value()) {
         const DiskCounters before = m_LastDisks.value_or(*counters);

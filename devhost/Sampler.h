@@ -61,6 +61,7 @@ private:
     IdleHistory m_IdleHistory;
     CpuTimes m_LastCpu;
     std::optional<DiskCounters> m_LastDisks;
+    bool m_bDisksCounted = true;  // a machine that does not count them is not asked again
     std::map<std::uint32_t, NetworkCounters> m_mapLastNetwork;  // by interface
 };
 

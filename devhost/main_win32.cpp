@@ -18,11 +18,14 @@
 #include "utilRPC/rpc_client.h"
 #include "utilRPC/rpc_server.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
+#include <future>
 #include <iterator>
+#include <thread>
 
 namespace DevHost {
 
@@ -33,6 +36,7 @@ constexpr const wchar_t* kLogModule = L"WySvcHost";
 
 constexpr const wchar_t* kProductIds[] = {L"Wyvarion", L"Tavrenox"};
 constexpr std::uint32_t kServerTimeout = 1000;
+constexpr std::chrono::seconds kClosePatience{5};
 
 int Complain(int status, const std::string& text) {
     std::fprintf(stderr, "WySvcHost: %s\n", text.c_str());
@@ -105,12 +109,47 @@ HostParts MakeParts(const HostOptions& options, const SearchRoot& root) {
     return parts;
 }
 
-// Listens until something asks for the end.
+// The endpoint of the service, with a server behind it.
+class Endpoint {
+public:
+    explicit Endpoint(HostServer& server)
+        : m_pServer(&server),
+          m_pHelper(std::make_unique<CRPCServerHelper>(CComponentID(ServiceComponentName().c_str()),
+                                                       kServerTimeout,
+                                                       CRPCServerParameter(RpcProtocol::kLocal))) {
+        m_pHelper->RegisterHandler(m_pServer);
+    }
+
+    // Gives the endpoint up when the running calls have ended. False when that takes too long: a
+    // handler does not come back, or the RPC runtime waits for a call that it has lost count of.
+    // The process then has to end without it.
+    bool Close() {
+        std::promise<void> closed;
+        const std::future<void> done = closed.get_future();
+        std::thread closer([server = m_pServer, helper = std::move(m_pHelper),
+                            closed = std::move(closed)]() mutable {
+            helper->UnRegisterHandler(server);
+            helper.reset();
+            closed.set_value();
+        });
+        if (done.wait_for(kClosePatience) != std::future_status::ready) {
+            WY_LOG_WARN << L"the endpoint does not close";
+            closer.detach();
+            return false;
+        }
+        closer.join();
+        return true;
+    }
+
+private:
+    HostServer* m_pServer;
+    std::unique_ptr<CRPCServerHelper> m_pHelper;
+};
+
+// Listens until something asks for the end. `complete` tells whether nothing was left behind.
 int Listen(HostApplication& application, HostProcess& process, const std::string& faults,
-           HostProcess::Reason& reason) {
-    CRPCServerHelper endpoint(CComponentID(ServiceComponentName().c_str()), kServerTimeout,
-                              CRPCServerParameter(RpcProtocol::kLocal));
-    endpoint.RegisterHandler(&application.Server());
+           HostProcess::Reason& reason, bool& complete) {
+    Endpoint endpoint(application.Server());
     int status = ExitStatus::kClean;
     if (AnswersAtEndpoint()) {
         std::string error;
@@ -122,7 +161,7 @@ int Listen(HostApplication& application, HostProcess& process, const std::string
         status = Complain(ExitStatus::kCannotListen, "the endpoint cannot be opened");
     }
     application.PrepareStop();
-    endpoint.UnRegisterHandler(&application.Server());
+    complete = endpoint.Close();
     return status;
 }
 
@@ -135,16 +174,17 @@ int Serve(const HostOptions& options, const SearchRoot& root, const std::string&
     current = &application;
 
     HostProcess::Reason reason = HostProcess::Reason::kAsked;
-    int status = Listen(application, process, faults, reason);
+    bool complete = true;
+    int status = Listen(application, process, faults, reason, complete);
     WY_LOG_INFO << L"stop, reason " << static_cast<int>(reason);
-    const bool complete = application.Stop();
+    complete = application.Stop() && complete;
     if (reason == HostProcess::Reason::kRestart &&
         !HostProcess::StartSuccessor(
             SuccessorArguments(options, GetCurrentProcessId(), application.Faults().Remaining()))) {
         status = ExitStatus::kFailure;
     }
-    // A client that never returns from its callback must not keep the host: its thread is lost
-    // with the process, and nothing that it uses may be taken down before.
+    // What does not end, in a client's callback or in the RPC runtime, must not keep the host: its
+    // thread is lost with the process, and nothing that it uses may be taken down before.
     if (!complete)
         std::_Exit(status);
     return status;

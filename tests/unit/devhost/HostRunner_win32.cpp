@@ -6,6 +6,8 @@
 #include "utilRPC/rpc_client.h"
 #include "utilRPC/rpc_server.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,6 +15,7 @@
 namespace {
 
 constexpr DWORD kPatienceMs = 30'000;
+constexpr DWORD kIntervalMs = 20;
 
 std::wstring UniqueName(const wchar_t* what) {
     static unsigned s_uiCount = 0;
@@ -20,16 +23,37 @@ std::wstring UniqueName(const wchar_t* what) {
            std::to_wstring(++s_uiCount);
 }
 
-std::wstring HostProgram() {
+std::wstring ProgramBeside(const wchar_t* name) {
     wchar_t path[MAX_PATH];
     GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return (std::filesystem::path(path).parent_path() / L"WySvcHost.exe").wstring();
+    return (std::filesystem::path(path).parent_path() / name).wstring();
+}
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// Waits until no host of the mode has the place that each of them holds to its end.
+void WaitUntilPlaceIsFree(int mode) {
+    const std::wstring name = std::wstring(L"Global\\WySvcHost.DevelopmentHost.") +
+                              (mode == 0 ? L"Wyvarion" : L"Tavrenox");
+    for (DWORD waited = 0; waited < kPatienceMs; waited += kIntervalMs) {
+        const HANDLE place = OpenMutexW(SYNCHRONIZE, FALSE, name.c_str());
+        if (place == nullptr)
+            return;
+        CloseHandle(place);
+        Sleep(kIntervalMs);
+    }
+    std::fprintf(stderr, "a host of mode %d does not end\n", mode);
 }
 
 }  // namespace
 
 struct HostRunner::State {
+    int mode = 0;
     std::filesystem::path output;
+    std::filesystem::path log;
     HANDLE ready = nullptr;
     HANDLE stop = nullptr;
     PROCESS_INFORMATION process{};
@@ -44,10 +68,24 @@ HostRunner::HostRunner(const std::vector<std::wstring>& arguments, int mode)
     m_pState->output =
         std::filesystem::temp_directory_path() / (UniqueName(L"WyHostOutput") + L".txt");
 
-    std::vector<std::wstring> all = {
-        HostProgram(),    L"--mode",   std::to_wstring(mode),
-        L"--ready-event", readyName,   L"--stop-event",
-        stopName,         L"--parent", std::to_wstring(GetCurrentProcessId())};
+    m_pState->log = std::filesystem::temp_directory_path() / (UniqueName(L"WyHostLog") + L".txt");
+    m_pState->mode = mode;
+
+    std::vector<std::wstring> all = {ProgramBeside(L"WySvcHost.exe"),
+                                     L"--mode",
+                                     std::to_wstring(mode),
+                                     L"--ready-event",
+                                     readyName,
+                                     L"--stop-event",
+                                     stopName};
+    const auto add = [&](const wchar_t* name, const std::wstring& value) {
+        if (std::find(arguments.begin(), arguments.end(), name) != arguments.end())
+            return;
+        all.emplace_back(name);
+        all.push_back(value);
+    };
+    add(L"--parent", std::to_wstring(GetCurrentProcessId()));
+    add(L"--log", m_pState->log.wstring());
     all.insert(all.end(), arguments.begin(), arguments.end());
     std::wstring commandLine;
     for (const std::wstring& argument : all) {
@@ -71,14 +109,20 @@ HostRunner::HostRunner(const std::vector<std::wstring>& arguments, int mode)
 
 HostRunner::~HostRunner() {
     RequestStop();
-    if (!WaitForEnd().has_value())
+    if (!WaitForEnd().has_value()) {
+        std::fprintf(stderr, "the host does not end; its log:\n%s\n", Log().c_str());
         Kill();
+    }
+    // A host that never listened never had the place.
+    if (WaitForSingleObject(m_pState->ready, 0) == WAIT_OBJECT_0)
+        WaitUntilPlaceIsFree(m_pState->mode);
     CloseHandle(m_pState->process.hThread);
     CloseHandle(m_pState->process.hProcess);
     CloseHandle(m_pState->ready);
     CloseHandle(m_pState->stop);
     std::error_code ignored;
     std::filesystem::remove(m_pState->output, ignored);
+    std::filesystem::remove(m_pState->log, ignored);
 }
 
 bool HostRunner::WaitUntilReady() {
@@ -117,8 +161,11 @@ std::uint32_t HostRunner::ProcessId() const {
 }
 
 std::string HostRunner::Output() const {
-    std::ifstream file(m_pState->output, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return ReadFile(m_pState->output);
+}
+
+std::string HostRunner::Log() const {
+    return ReadFile(m_pState->log);
 }
 
 CKrRpcClientHelper& HostClient::Helper() {
@@ -149,31 +196,24 @@ CallResult HostClient::Call(std::uint32_t apiId, const std::wstring& json) {
     return Mail(MailDestination::kApiCall, apiId, json);
 }
 
-TemporaryTree::TemporaryTree() {
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() / UniqueName(L"WyHostTree");
-    std::filesystem::create_directories(path);
-    m_strPath = path.wstring();
-}
-
-TemporaryTree::~TemporaryTree() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_strPath, ignored);
-}
-
-std::wstring TemporaryTree::Write(const std::wstring& name, const std::string& content) const {
-    const std::filesystem::path path = std::filesystem::path(m_strPath) / name;
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-    return path.wstring();
-}
-
-std::wstring JsonEscape(const std::wstring& text) {
-    std::wstring escaped;
-    for (const wchar_t character : text) {
-        if (character == L'\\' || character == L'"')
-            escaped += L'\\';
-        escaped += character;
+std::uint32_t HostClient::CallApart(std::uint32_t apiId) {
+    const std::filesystem::path answer =
+        std::filesystem::temp_directory_path() / (UniqueName(L"WyHostAnswer") + L".txt");
+    std::wstring commandLine = DevHost::QuoteArgument(ProgramBeside(L"devhostCaller.exe")) + L" " +
+                               std::to_wstring(apiId) + L" " +
+                               DevHost::QuoteArgument(answer.wstring());
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &process)) {
+        return 0;
     }
-    return escaped;
+    WaitForSingleObject(process.hProcess, kPatienceMs);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    const std::string text = ReadFile(answer);
+    std::error_code ignored;
+    std::filesystem::remove(answer, ignored);
+    return text.empty() ? 0 : static_cast<std::uint32_t>(std::stoul(text));
 }

@@ -1,0 +1,102 @@
+#include "devhost/HostOptions.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using DevHost::HostOptions;
+using DevHost::ParseHostOptions;
+
+TEST(HostOptions, defaults_allow_nothing) {
+    int status = -1;
+    std::string text;
+    const auto options = ParseHostOptions({}, status, text);
+    ASSERT_TRUE(options.has_value());
+    EXPECT_EQ(options->mode, 0);
+    EXPECT_FALSE(options->allowRemove);
+    EXPECT_FALSE(options->allowKill);
+    EXPECT_TRUE(options->root.empty() && options->fault.empty() && options->logFile.empty());
+    EXPECT_FALSE(options->runSeconds.has_value() || options->parentId.has_value() ||
+                 options->successorOf.has_value());
+}
+
+TEST(HostOptions, every_option_is_read) {
+    int status = -1;
+    std::string text;
+    const auto options =
+        ParseHostOptions({"--mode", "1", "--root", "C:\\a b", "--allow-remove", "--allow-kill",
+                          "--fault", "any fail 1", "--ready-event", "r", "--stop-event", "s",
+                          "--run-seconds", "5", "--log", "l.txt", "--parent", "12"},
+                         status, text);
+    ASSERT_TRUE(options.has_value()) << text;
+    EXPECT_EQ(options->mode, 1);
+    EXPECT_EQ(options->root, "C:\\a b");
+    EXPECT_TRUE(options->allowRemove && options->allowKill);
+    EXPECT_EQ(options->fault, "any fail 1");
+    EXPECT_EQ(options->readyEvent, "r");
+    EXPECT_EQ(options->stopEvent, "s");
+    EXPECT_EQ(options->runSeconds, 5U);
+    EXPECT_EQ(options->logFile, "l.txt");
+    EXPECT_EQ(options->parentId, 12U);
+}
+
+TEST(HostOptions, help_is_no_failure_and_says_what_the_program_is) {
+    int status = -1;
+    std::string text;
+    EXPECT_FALSE(ParseHostOptions({"--help"}, status, text).has_value());
+    EXPECT_EQ(status, DevHost::ExitStatus::kClean);
+    EXPECT_NE(text.find("not the product's service"), std::string::npos);
+    EXPECT_NE(text.find("--allow-remove"), std::string::npos);
+    EXPECT_EQ(text.find("--successor-of"), std::string::npos);
+}
+
+TEST(HostOptions, bad_usage_is_told) {
+    const std::vector<std::vector<std::string>> bad = {
+        {"--mode", "2"},    {"--mode", "x"},    {"--unknown"},
+        {"stray"},          {"--root"},         {"--run-seconds", "-1"},
+        {"--parent", "me"}, {"--allow-remove"}, {"--mode", "0", "--mode", "1", "--mode"},
+    };
+    for (const auto& arguments : bad) {
+        int status = -1;
+        std::string text;
+        EXPECT_FALSE(ParseHostOptions(arguments, status, text).has_value()) << arguments[0];
+        EXPECT_EQ(status, DevHost::ExitStatus::kBadUsage);
+        EXPECT_FALSE(text.empty());
+    }
+}
+
+TEST(HostOptions, successor_gets_the_same_options_with_the_faults_that_are_left) {
+    int status = -1;
+    std::string text;
+    const auto options =
+        ParseHostOptions({"--mode", "1", "--root", "r", "--allow-remove", "--allow-kill", "--fault",
+                          "any crash", "--ready-event", "e", "--stop-event", "s", "--run-seconds",
+                          "9", "--log", "l", "--parent", "3"},
+                         status, text);
+    ASSERT_TRUE(options.has_value());
+    const auto again =
+        ParseHostOptions(DevHost::SuccessorArguments(*options, 77, "any x2 fail 5"), status, text);
+    ASSERT_TRUE(again.has_value()) << text;
+    EXPECT_EQ(again->mode, 1);
+    EXPECT_EQ(again->root, "r");
+    EXPECT_TRUE(again->allowRemove && again->allowKill);
+    EXPECT_EQ(again->fault, "any x2 fail 5");
+    EXPECT_EQ(again->readyEvent, "e");
+    EXPECT_EQ(again->stopEvent, "s");
+    EXPECT_EQ(again->runSeconds, 9U);
+    EXPECT_EQ(again->logFile, "l");
+    EXPECT_EQ(again->parentId, 3U);
+    EXPECT_EQ(again->successorOf, 77U);
+}
+
+TEST(HostOptions, successor_without_faults_has_none) {
+    HostOptions options;
+    options.fault = "any crash";
+    int status = -1;
+    std::string text;
+    const auto again = ParseHostOptions(DevHost::SuccessorArguments(options, 1, ""), status, text);
+    ASSERT_TRUE(again.has_value());
+    EXPECT_TRUE(again->fault.empty());
+}
+
+}  // namespace
