@@ -35,8 +35,7 @@ std::shared_ptr<ScanSession> ScanEngine::Start(std::uint32_t activeSessionId,
                                "\"" + name + "\" is no feature of the scan");
         }
     }
-    const auto session =
-        std::make_shared<ScanSession>(m_fnMakeId(), activeSessionId, chosen, m_Remover);
+    auto session = std::make_shared<ScanSession>(m_fnMakeId(), activeSessionId, chosen, m_Remover);
     const std::scoped_lock lock(m_Mutex);
     MakeRoom();
     session->Start();

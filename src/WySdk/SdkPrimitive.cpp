@@ -53,7 +53,9 @@ constexpr const InputRule& RuleOf(std::uint32_t paramType) {
 
 template <class Type>
 Type* PointerIn(std::uint64_t slot) {
-    return reinterpret_cast<Type*>(static_cast<std::uintptr_t>(slot));
+    // A slot carries an argument of any kind as a number.
+    return reinterpret_cast<Type*>(  // NOLINT(performance-no-int-to-ptr)
+        static_cast<std::uintptr_t>(slot));
 }
 
 // Hands out the argument slots one after the other.

@@ -61,6 +61,7 @@ std::uint32_t OpenSession(const wchar_t* productId) {
 // Keys whose removal the service refuses stay in the map.
 void UnsubscribeAll() {
     std::vector<std::uint32_t> eventIds;
+    eventIds.reserve(g_EventCallbacks.size());
     for (const auto& [eventId, callback] : g_EventCallbacks)
         eventIds.push_back(eventId);
     for (const std::uint32_t eventId : eventIds) {

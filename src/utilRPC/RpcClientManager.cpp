@@ -60,10 +60,7 @@ std::wstring ServiceComponentName() {
 }
 
 CRpcClientManager::CRpcClientManager(void* pPluginOrg, std::uint32_t uiTimeout)
-    : m_szClientSessionKey{},
-      m_pPluginOrg(pPluginOrg),
-      m_uiTimeout(uiTimeout),
-      m_pServerHelper(nullptr) {
+    : m_pPluginOrg(pPluginOrg), m_uiTimeout(uiTimeout) {
     WY_LOG_INFO << L"Constructor, PluginOrg : " << static_cast<const void*>(pPluginOrg);
     StartRPCServer();
     if (!m_Tracking.IsValid())

@@ -63,10 +63,10 @@ private:
     static void ReplyResult(const CommandResult& reply, CIPCMsgBuffer& out);
 
     CRpcTrackingTable m_Tracking;
-    char m_szClientSessionKey[38];
+    char m_szClientSessionKey[38] = {};
     void* m_pPluginOrg;
     std::uint32_t m_uiTimeout;
-    CRPCServerHelper* m_pServerHelper;
+    CRPCServerHelper* m_pServerHelper = nullptr;
     bool m_bIdGiven = false;  // the dispatcher knows this handler
 };
 

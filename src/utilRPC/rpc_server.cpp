@@ -129,7 +129,7 @@ void DestroyServer(CRPCServer* server, std::uint32_t timeout) {
 
 CRPCServerHelper::CRPCServerHelper(const CComponentID& component, std::uint32_t timeout,
                                    const CRPCServerParameter& parameter)
-    : m_uiTimeout(timeout), m_pServer(nullptr) {
+    : m_uiTimeout(timeout) {
     try {
         m_pServer = CreateServer(component, parameter);
     } catch (const OS::CException& error) {

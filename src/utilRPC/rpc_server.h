@@ -73,5 +73,5 @@ public:
 
 private:
     std::uint32_t m_uiTimeout;
-    CRPCServer* m_pServer;
+    CRPCServer* m_pServer = nullptr;
 };

@@ -17,5 +17,5 @@ public:
 
 private:
     static constexpr std::size_t kCapacity = 128;
-    wchar_t m_szName[kCapacity];
+    wchar_t m_szName[kCapacity] = {};
 };

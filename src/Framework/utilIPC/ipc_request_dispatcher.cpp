@@ -15,9 +15,8 @@ constexpr const wchar_t* kLogModule = L"utilIPC";
 // The ids of a handler for the length of a scope.
 class HandlerIds {
 public:
-    explicit HandlerIds(CIPCServerRequestCallback& handler) : m_Handler(handler) {
-        m_bGiven = handler.GetMsgID(&m_pIds, &m_uiCount);
-    }
+    explicit HandlerIds(CIPCServerRequestCallback& handler)
+        : m_Handler(handler), m_bGiven(handler.GetMsgID(&m_pIds, &m_uiCount)) {}
     HandlerIds(const HandlerIds&) = delete;
     HandlerIds& operator=(const HandlerIds&) = delete;
     ~HandlerIds() {
@@ -31,7 +30,7 @@ private:
     CIPCServerRequestCallback& m_Handler;
     std::uint32_t* m_pIds = nullptr;
     std::uint32_t m_uiCount = 0;
-    bool m_bGiven = false;
+    bool m_bGiven;  // last: finding it out fills the two above
 };
 
 }  // namespace

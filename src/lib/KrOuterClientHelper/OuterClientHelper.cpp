@@ -72,6 +72,16 @@ std::uint32_t UnpackAnswer(const CRpcDataHandleWrapper& report, CRpcDataHandleWr
     return verdict;
 }
 
+// What a destructor does must not raise.
+template <class Step>
+void Quietly(Step&& step) noexcept {
+    try {
+        step();
+    } catch (const std::exception& error) {
+        WY_LOG_ERROR << L"the end of a helper is not complete: " << error.what();
+    }
+}
+
 // Null without memory. An exception must not leave the constructor of a helper, which has been
 // counted by then.
 CRpcClientManager* NewManager() {
@@ -129,9 +139,11 @@ CKrRpcClientHelper::~CKrRpcClientHelper() {
         const SingleLock lock(m_pLink->lock);
         m_pLink->session = nullptr;
     }
-    UninitProduct();
-    const boost::lock_guard<boost::mutex> lock(m_Mutex);
-    --m_uiRefCnt;
+    Quietly([] { UninitProduct(); });
+    Quietly([] {
+        const boost::lock_guard<boost::mutex> lock(m_Mutex);
+        --m_uiRefCnt;
+    });
 }
 
 std::uint32_t CKrRpcClientHelper::InitProduct(std::uint32_t, const std::wstring&) {
@@ -217,7 +229,7 @@ std::uint32_t CKrRpcClientHelper::DestroyRecordOfTrackingID(const std::string& t
     }
 }
 
-std::uint32_t CKrRpcClientHelper::NewTrackingId(CommandContext& context) const {
+std::uint32_t CKrRpcClientHelper::NewTrackingId(CommandContext& context) {
     const std::uint32_t code = CRpcClientManager::CreateUUID(context.szTrackingID, kTrackingIdSize);
     if (Result::Failed(code))
         WY_LOG_ERROR << L"Cannot generate tracking ID, err=" << WyHex{code};

@@ -46,24 +46,24 @@ public:
 
     // Creates the client manager. 0xe0ff000a when it exists, 0xe0ff001e without memory, else
     // 0xe0ff0001: a first creation that worked reports that code too, and no caller reads it.
-    std::uint32_t InitProduct(std::uint32_t productId, const std::wstring& productIdString);
+    static std::uint32_t InitProduct(std::uint32_t productId, const std::wstring& productIdString);
 
     // Destroys the client manager if this is the last instance. Its own answer is then
     // 0xe0ff0007, since the context that it gives up at the service was never filled.
-    std::uint32_t UninitProduct();
+    static std::uint32_t UninitProduct();
 
     // Sends one mail and waits for the answer.
     //
     // `input` travels as compact JSON text, `output` receives the answer document (left empty when
     // the answer is no JSON). Returns the plug-in's verdict, a transport code, or 0xe0ff0007 when
     // the answer lacks a field.
-    std::uint32_t SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
-                                         const JsonDocument& input, JsonDocument& output,
-                                         bool mailFlag);
+    static std::uint32_t SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
+                                                const JsonDocument& input, JsonDocument& output,
+                                                bool mailFlag);
 
     // The inner form: `param` holds the packed input and receives the packed answer.
-    std::uint32_t SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
-                                         CRpcDataHandleWrapper& param);
+    static std::uint32_t SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
+                                                CRpcDataHandleWrapper& param);
 
     // Makes this process known to the service under a name and opens the way for events.
     //
@@ -73,8 +73,8 @@ public:
     // Takes the registration back. The callback is dropped whatever the service answers.
     std::uint32_t UnregisterProcess();
 
-    std::uint32_t EraseAllCallbackOfTrackingID(const std::string& trackingId);
-    std::uint32_t DestroyRecordOfTrackingID(const std::string& trackingId);
+    static std::uint32_t EraseAllCallbackOfTrackingID(const std::string& trackingId);
+    static std::uint32_t DestroyRecordOfTrackingID(const std::string& trackingId);
 
     // Gives up a context at the service. 0xe0ff0007 for a null context or ids that are not 36
     // characters long, 0xe0ff001f for a context of another kind.
@@ -88,9 +88,9 @@ public:
 private:
     friend class OuterClientReconnect;
 
-    std::uint32_t ExecuteWithRenewal(CommandContext& context, TrackingCallback callback,
-                                     CommandResult& result);
-    std::uint32_t NewTrackingId(CommandContext& context) const;
+    static std::uint32_t ExecuteWithRenewal(CommandContext& context, TrackingCallback callback,
+                                            CommandResult& result);
+    static std::uint32_t NewTrackingId(CommandContext& context);
     void StartMonitor(const std::wstring& processName);
     static std::uint32_t DeliverEvent(const CommandResult& in, CommandResult& out);
 
