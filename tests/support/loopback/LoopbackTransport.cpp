@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 
 #include "utilRPC/IdlServerHelper.h"
@@ -34,6 +35,24 @@ Exchange& TheExchange() {
     static Exchange exchange;
     return exchange;
 }
+
+// A call that is running, for the length of a scope, whatever ends it. The exchange is locked when
+// the scope begins and not when it ends.
+class RunningCall {
+public:
+    explicit RunningCall(int& count) : m_iCount(++count) {}
+    RunningCall(const RunningCall&) = delete;
+    RunningCall& operator=(const RunningCall&) = delete;
+    ~RunningCall() {
+        Exchange& exchange = TheExchange();
+        const std::lock_guard lock(exchange.mutex);
+        --m_iCount;
+        exchange.idle.notify_all();
+    }
+
+private:
+    int& m_iCount;
+};
 
 [[noreturn]] void Raise(std::uint32_t status) {
     throw OS::CException(status, L"rpc_client", kSendRequestLine);
@@ -77,33 +96,24 @@ bool IsOpen(const std::wstring& name) {
 Bytes Send(const std::wstring& name, const Bytes& request) {
     Exchange& exchange = TheExchange();
     std::shared_ptr<Service> service;
+    std::optional<RunningCall> running;
     {
         const std::lock_guard lock(exchange.mutex);
         const auto found = exchange.services.find(name);
         if (found != exchange.services.end()) {
             service = found->second;
-            ++exchange.runningServices[name];
+            running.emplace(exchange.runningServices[name]);
         } else if (exchange.serverRegistered && exchange.serverEndpoints.contains(name)) {
-            ++exchange.runningServerCalls;
+            running.emplace(exchange.runningServerCalls);
         } else {
             Raise(kServerUnavailable);
         }
     }
-    Bytes reply;
-    std::uint32_t failure = 0;
     try {
-        reply = service != nullptr ? (*service)(request) : CallServer(request);
+        return service != nullptr ? (*service)(request) : CallServer(request);
     } catch (const std::uint32_t status) {
-        failure = status;
+        Raise(status);
     }
-    {
-        const std::lock_guard lock(exchange.mutex);
-        --(service != nullptr ? exchange.runningServices[name] : exchange.runningServerCalls);
-        exchange.idle.notify_all();
-    }
-    if (failure != 0)
-        Raise(failure);
-    return reply;
 }
 
 }  // namespace Loopback
