@@ -3,7 +3,7 @@
 #include "utilRPC/IdlServerHelper.h"
 
 #include "Common/KrCommon/KrComn_Windows.h"
-#include "Framework/utilIPC/ipc_wire.h"
+#include "utilRPC/IdlStubData.h"
 
 #include <objbase.h>
 #include <rpc.h>
@@ -11,21 +11,12 @@
 
 namespace {
 
-// Low byte of a data representation with little-endian integers.
-constexpr unsigned long kLittleEndian = 0x10;
-constexpr std::uint32_t kSizesLength = 8;
-
-// The stub data is lInSize, the count of the array, the bytes. The unmarshaller trusts that the
-// two numbers agree, so a caller could make the routine read behind the buffer.
+// The unmarshaller trusts that the two numbers of a request agree, so a caller could make the
+// routine read behind the buffer.
 bool IsRequestWellFormed(const RPC_MESSAGE& message) {
-    if ((message.DataRepresentation & 0xf0) != kLittleEndian)
-        return false;
-    if (message.BufferLength < kSizesLength)
-        return false;
-    const auto* bytes = static_cast<const std::uint8_t*>(message.Buffer);
-    const std::uint32_t size = Wire::LoadUInt32(bytes);
-    return size <= INT32_MAX && size == Wire::LoadUInt32(bytes + 4) &&
-           size <= message.BufferLength - kSizesLength;
+    return IdlStubData::IsRequestWellFormed(
+        {static_cast<const std::uint8_t*>(message.Buffer), message.BufferLength},
+        message.DataRepresentation);
 }
 
 }  // namespace
