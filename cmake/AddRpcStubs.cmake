@@ -1,14 +1,14 @@
-# add_rpc_stubs(TARGET IDL file CLIENT_PREFIX prefix SERVER_PREFIX prefix)
+# add_rpc_stubs(TARGET IDL file SERVER_PREFIX prefix)
 #
-# Generates client and server stubs of an interface with one procedure and makes the object library
-# TARGET of them; the generated header <name>.h is on the include path of everything that links it.
-# Both sides go through FixWidlStub.cmake, which takes the binding handle off the wire.
+# Generates the server stub of an interface with one procedure and makes the object library TARGET
+# of it. The stub goes through FixWidlStub.cmake, which takes the binding handle off the wire. The
+# calling side is written by hand (src/utilRPC/IdlClientHelper_win32.cpp).
 find_program(WIDL_EXECUTABLE NAMES x86_64-w64-mingw32-widl widl REQUIRED)
 set(_wy_fix_widl_stub "${CMAKE_CURRENT_LIST_DIR}/FixWidlStub.cmake")
 
 function(add_rpc_stubs target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "IDL;CLIENT_PREFIX;SERVER_PREFIX" "")
-  if(NOT arg_IDL OR NOT arg_CLIENT_PREFIX OR NOT arg_SERVER_PREFIX)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "IDL;SERVER_PREFIX" "")
+  if(NOT arg_IDL OR NOT arg_SERVER_PREFIX)
     message(FATAL_ERROR "add_rpc_stubs(${target}): wrong arguments, see cmake/AddRpcStubs.cmake")
   endif()
   get_filename_component(idl "${arg_IDL}" ABSOLUTE)
@@ -19,22 +19,18 @@ function(add_rpc_stubs target)
   endif()
   set(out "${CMAKE_CURRENT_BINARY_DIR}/rpc")
   file(MAKE_DIRECTORY "${out}/raw")
-  set(widl ${WIDL_EXECUTABLE} ${width} -Oif --prefix-client=${arg_CLIENT_PREFIX}
-           --prefix-server=${arg_SERVER_PREFIX})
+  set(widl ${WIDL_EXECUTABLE} ${width} -Oif --prefix-server=${arg_SERVER_PREFIX})
   add_custom_command(
-    OUTPUT "${out}/${name}.h" "${out}/${name}_c.c" "${out}/${name}_s.c"
-    BYPRODUCTS "${out}/raw/${name}_c.c" "${out}/raw/${name}_s.c"
+    OUTPUT "${out}/${name}.h" "${out}/${name}_s.c"
+    BYPRODUCTS "${out}/raw/${name}_s.c"
     COMMAND ${widl} -h -o "${out}/${name}.h" "${idl}"
-    COMMAND ${widl} -c -o "${out}/raw/${name}_c.c" "${idl}"
     COMMAND ${widl} -s -o "${out}/raw/${name}_s.c" "${idl}"
-    COMMAND ${CMAKE_COMMAND} -DIN=${out}/raw/${name}_c.c -DOUT=${out}/${name}_c.c
-            -P "${_wy_fix_widl_stub}"
     COMMAND ${CMAKE_COMMAND} -DIN=${out}/raw/${name}_s.c -DOUT=${out}/${name}_s.c
             -P "${_wy_fix_widl_stub}"
     DEPENDS "${idl}" "${_wy_fix_widl_stub}"
-    COMMENT "Generating RPC stubs of ${name}.idl"
+    COMMENT "Generating the server stub of ${name}.idl"
     VERBATIM)
-  add_library(${target} OBJECT "${out}/${name}_c.c" "${out}/${name}_s.c" "${out}/${name}.h")
+  add_library(${target} OBJECT "${out}/${name}_s.c" "${out}/${name}.h")
   target_include_directories(${target} SYSTEM PUBLIC "${out}")
   target_compile_options(${target} PRIVATE -w) # generated code
   target_link_libraries(${target} PUBLIC rpcrt4)

@@ -1,10 +1,10 @@
 # cmake -DIN=stub.c -DOUT=fixed.c -P FixWidlStub.cmake
 #
-# widl lists an explicit binding handle among the marshalled parameters, as a 32-bit number. Four
-# bytes of the handle's value would go over the wire before the first real parameter, and the
-# server would overwrite half of its own handle with them. The handle is described once already, in
-# the procedure's header; this takes the second description out and lowers the parameter count.
-# Offsets of later procedures are not adjusted, hence: one procedure per interface, checked here.
+# widl lists an explicit binding handle among the marshalled parameters, as a 32-bit number. The
+# server would read its first four bytes as the handle and overwrite half of its own handle with
+# them. The handle is described once already, in the procedure's header; this takes the second
+# description out and lowers the parameter count. Offsets of later procedures are not adjusted,
+# hence: one procedure per interface, checked here.
 file(READ "${IN}" text)
 
 string(CONCAT handle
@@ -31,17 +31,15 @@ math(EXPR params "${CMAKE_MATCH_1} - 1")
 math(EXPR params_hex "${params}" OUTPUT_FORMAT HEXADECIMAL)
 string(REPLACE "${counts}" "${params_hex},\t/* ${params} params */" text "${text}")
 
-# The dispatch table of a server stub names the platform's unmarshaller, which takes the size and
-# the array's own count on trust. A check of ours goes before it (IdlServerHelper_win32.cpp).
+# The dispatch table names the platform's unmarshaller, which takes the size and the array's own
+# count on trust. A check of ours goes before it (IdlServerHelper_win32.cpp).
 string(REGEX MATCHALL "\n    NdrServerCall2," dispatched "${text}")
 list(LENGTH dispatched dispatch_count)
-if(text MATCHES "RPC_DISPATCH_FUNCTION")
-  if(NOT dispatch_count EQUAL 1)
-    message(FATAL_ERROR "${IN}: ${dispatch_count} entries in the dispatch table, expected one")
-  endif()
-  string(REPLACE "\n    NdrServerCall2," "\n    IdlCheckedServerCall," text "${text}")
-  string(REPLACE "static RPC_DISPATCH_FUNCTION "
-                 "void __RPC_STUB IdlCheckedServerCall(PRPC_MESSAGE);\nstatic RPC_DISPATCH_FUNCTION "
-                 text "${text}")
+if(NOT dispatch_count EQUAL 1)
+  message(FATAL_ERROR "${IN}: ${dispatch_count} entries in the dispatch table, expected one")
 endif()
+string(REPLACE "\n    NdrServerCall2," "\n    IdlCheckedServerCall," text "${text}")
+string(REPLACE "static RPC_DISPATCH_FUNCTION "
+               "void __RPC_STUB IdlCheckedServerCall(PRPC_MESSAGE);\nstatic RPC_DISPATCH_FUNCTION "
+               text "${text}")
 file(WRITE "${OUT}" "${text}")

@@ -1,17 +1,11 @@
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Windows.h"
+#include "utilRPC/IdlInterface.h"
 #include "utilRPC/rpc_EndpointMap.h"
-#include "utilRPC/rpc_mode.h"
 #include "utilRPC/rpc_server.h"
 #include "utilRPC/rpc_server_callback.h"
 
 #include <rpc.h>
-
-// The generated server interfaces.
-extern "C" {
-extern RPC_IF_HANDLE A_Server_ISendA_v1_0_s_ifspec;
-extern RPC_IF_HANDLE B_Server_ISendB_v1_0_s_ifspec;
-}
 
 namespace {
 
@@ -26,10 +20,6 @@ RPC_WSTR RpcText(const std::wstring& text) {
     return reinterpret_cast<RPC_WSTR>(const_cast<wchar_t*>(text.c_str()));
 }
 
-RPC_IF_HANDLE InterfaceOf(int mode) {
-    return mode == RpcMode::kSecond ? B_Server_ISendB_v1_0_s_ifspec : A_Server_ISendA_v1_0_s_ifspec;
-}
-
 }  // namespace
 
 std::uint32_t CRPCServer::Create(const CComponentID& component, const CIPCParameter& parameter) {
@@ -42,7 +32,7 @@ std::uint32_t CRPCServer::Create(const CComponentID& component, const CIPCParame
     const bool local = RpcProtocol::Equal(GetProtocol(), RpcProtocol::kLocal);
     WY_LOG_INFO << (local ? L"security Level: Local RPC Server"
                           : L"security Level: Remote RPC Server");
-    RpcServerRegisterIfEx(InterfaceOf(m_eWyMode), nullptr, nullptr, RPC_IF_AUTOLISTEN,
+    RpcServerRegisterIfEx(IdlInterface::OfMode(m_eWyMode), nullptr, nullptr, RPC_IF_AUTOLISTEN,
                           kMaxInterfaceCalls, local ? nullptr : RpcServerIfCallback);
     AddNewEndpoint(component);
     return static_cast<std::uint32_t>(
@@ -60,7 +50,7 @@ void CRPCServer::AddNewEndpoint(const CComponentID& component) {
 
 void CRPCServer::Shutdown(std::uint32_t) {
     WY_LOG_INFO << L"CRPCServer::Shutdown";
-    RpcServerUnregisterIf(InterfaceOf(m_eWyMode), nullptr, 1);
+    RpcServerUnregisterIf(IdlInterface::OfMode(m_eWyMode), nullptr, 1);
 }
 
 long __stdcall RpcServerIfCallback(void*, void* binding) {

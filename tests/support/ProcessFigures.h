@@ -23,6 +23,9 @@ struct ProcessFigures {
     }
 };
 
+// The most physical memory that this process ever had; it never sinks.
+std::int64_t PeakWorkingSetBytes();
+
 // Handles of this process on the object that `handle` stands for, itself among them.
 int CountHandlesOn(void* handle);
 

@@ -79,11 +79,11 @@ std::int64_t CountThreads() {
     return count;
 }
 
-std::int64_t PrivateBytes() {
+PROCESS_MEMORY_COUNTERS MemoryCounters() {
     PROCESS_MEMORY_COUNTERS counters{};
     if (!GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters))
         throw std::runtime_error("the memory of the process cannot be measured");
-    return static_cast<std::int64_t>(counters.PagefileUsage);
+    return counters;
 }
 
 }  // namespace
@@ -91,7 +91,11 @@ std::int64_t PrivateBytes() {
 ProcessFigures ProcessFigures::Now() {
     // The listing opens and closes a handle of its own, so the handles come first.
     const auto handles = static_cast<std::int64_t>(ListHandles().size());
-    return {handles, CountThreads(), PrivateBytes()};
+    return {handles, CountThreads(), static_cast<std::int64_t>(MemoryCounters().PagefileUsage)};
+}
+
+std::int64_t PeakWorkingSetBytes() {
+    return static_cast<std::int64_t>(MemoryCounters().PeakWorkingSetSize);
 }
 
 int CountHandlesOn(void* handle) {

@@ -5,6 +5,7 @@
 
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "Framework/utilIPC/ipc_msg_buffer.h"
+#include "MemoryWatch.h"
 #include "support/LogRecorder.h"
 #include "support/RpcPdu.h"
 #include "utilRPC/rpc_server.h"
@@ -177,6 +178,23 @@ TEST_F(RawWireServer, requests_cut_short_at_every_byte_get_a_fault) {
         EXPECT_EQ(kBadStubData, rpc::StatusOf(answer)) << size << " bytes";
     }
     EXPECT_EQ(before, Entries());
+}
+
+TEST_F(RawWireServer, claims_of_gigabytes_get_a_fault_and_allocate_nothing) {
+    constexpr std::size_t kLargestBlock = 1 << 20;
+    constexpr std::int64_t kGrowth = 64 << 20;
+    const std::size_t before = Entries();
+    const MemoryWatch memory;
+    for (const std::uint32_t claim : {0x7fffffffU, 0x80000000U, 0xffffffffU}) {
+        for (const Bytes& stubData : {Words({claim, claim, 0}), Words({4, claim, 0})}) {
+            const rpc::Message answer = Call(stubData);
+            ASSERT_EQ(rpc::PduType::kFault, answer.type) << ToHex(stubData);
+            EXPECT_EQ(kBadStubData, rpc::StatusOf(answer)) << ToHex(stubData);
+        }
+    }
+    EXPECT_EQ(before, Entries());
+    EXPECT_LT(memory.LargestBlock(), kLargestBlock);
+    EXPECT_LT(memory.PeakGrowth(), kGrowth);
 }
 
 TEST_F(RawWireServer, server_goes_on_after_a_hostile_request) {
