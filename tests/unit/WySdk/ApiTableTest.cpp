@@ -178,6 +178,17 @@ TEST(FindApiDefinition, gives_the_sentinel_for_a_name_that_is_missing) {
     EXPECT_EQ(FindApiDefinition(L""), sentinel);
 }
 
+TEST(FindApiDefinition, ends_at_the_identifier_of_the_sentinel_alone) {
+    const ApiDefinition table[] = {{L"", 1, 1, 0, L""},
+                                   {L"A", 2, 1, 0, L"a"},
+                                   {L"B", 420000000, 1, 0, L"b"},
+                                   {L"C", 3, 1, 0, L"c"}};
+    EXPECT_EQ(FindApiDefinition(table, L"A"), &table[1]);
+    EXPECT_EQ(FindApiDefinition(table, L""), &table[0]);
+    EXPECT_EQ(FindApiDefinition(table, L"B"), &table[2]);
+    EXPECT_EQ(FindApiDefinition(table, L"C"), &table[2]);
+}
+
 TEST(GetApiArgumentCount, counts_the_rows_of_a_function) {
     EXPECT_EQ(GetApiArgumentCount(L"WyScan"), 3);
     EXPECT_EQ(GetApiArgumentCount(L"WyGetFixProgressV2"), 5);
@@ -185,6 +196,14 @@ TEST(GetApiArgumentCount, counts_the_rows_of_a_function) {
     // Two neighbours with one identifier are two functions.
     EXPECT_EQ(GetApiArgumentCount(L"WyPublishEvent"), 1);
     EXPECT_EQ(GetApiArgumentCount(L"WyPublishEventEx"), 2);
+}
+
+TEST(GetApiArgumentCount, is_that_of_every_function_of_the_table) {
+    for (const Function& function : kFunctions) {
+        const std::wstring_view arguments = function.arguments;
+        const auto count = arguments == L"<none " ? 0 : 1 + std::ranges::count(arguments, L',');
+        EXPECT_EQ(GetApiArgumentCount(function.name), count) << function.name;
+    }
 }
 
 TEST(GetApiArgumentCount, is_0_for_a_function_without_arguments) {

@@ -454,6 +454,19 @@ TEST(Exports, six_scan_functions_report_their_failures) {
         EXPECT_EQ(line.level, kForced);
 }
 
+TEST(Exports, reports_carry_the_code_of_the_road_and_of_the_library) {
+    FakeMail mail;
+    LogRecorder feedback(0, &g_pFeedbackErrorLog);
+    EXPECT_EQ(WyGetFixProgressV2(L"s", L"f", nullptr, nullptr, nullptr), kInvalid);
+    EXPECT_EQ(mail.Count(), 1U);
+    mail.SetAnswer(L"{}", 0xe00106ba);
+    EXPECT_EQ(WyGetScanResult(L"s", L"", nullptr), 0xe00106baU);
+    EXPECT_EQ(feedback.Texts(), (std::vector<std::wstring>{
+                                    L"[FixError]: WySdk WyGetFixProgressV2, retCode = 0xe0ff0007",
+                                    L"[ScanError]: WySdk WyGetScanResult, retCode = 0xe00106ba",
+                                }));
+}
+
 TEST(Exports, no_other_function_reports_its_failure) {
     const std::set<std::string> reporting{
         "WyScan",           "WyGetScanProgress",  "WyGetScanResult",
@@ -510,6 +523,23 @@ TEST(Exports, memory_usage_with_the_third_null_writes_the_first_two) {
     EXPECT_EQ(used, 14U);
     EXPECT_EQ(available, 15U);
     EXPECT_EQ(mail.Count(), 1U);
+}
+
+TEST(Exports, a_null_number_stops_the_outputs_behind_it) {
+    FakeMail mail;
+    mail.SetAnswer(AnswerWith(kAnswered));
+    std::uint64_t n[3] = {99, 99, 99};
+    EXPECT_EQ(WyGetSysNetworkUsage(&n[0], &n[1], nullptr, &n[2]), kInvalid);
+    EXPECT_EQ(std::vector<std::uint64_t>(n, n + 3), (std::vector<std::uint64_t>{19, 20, 99}));
+    EXPECT_EQ(WyGetSysDiskUsage(nullptr, &n[2]), kInvalid);
+    EXPECT_EQ(n[2], 99U);
+    std::uint32_t percentage = 99;
+    EXPECT_EQ(WyGetCloudDataBootupRanking(9, &percentage, nullptr), kInvalid);
+    EXPECT_EQ(percentage, 25U);
+    wchar_t* text = s_Untouched;
+    EXPECT_EQ(WyGetFixProgress(L"s", nullptr, &text, &text), kInvalid);
+    EXPECT_EQ(text, s_Untouched);
+    EXPECT_EQ(mail.Count(), 4U);
 }
 
 TEST(Exports, cloud_data_with_a_null_scan_sends_nothing) {

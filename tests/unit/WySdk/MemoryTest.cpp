@@ -133,6 +133,16 @@ TEST_P(Memory, json_text_that_lacks_memory_is_not_sent_in_part) {
     });
 }
 
+TEST_P(Memory, a_call_without_arguments_sends_an_object_or_nothing) {
+    FakeMail mail;
+    mail.SetAnswer(L"{\"retCode\":5}");
+    WithEachAllocationFailing(GetParam(), [&mail](Attempt& attempt) {
+        const std::uint32_t result = attempt.Run([] { return WyUpdate(); });
+        ExpectWholeRequest(mail, L"{}\n");
+        return result;
+    });
+}
+
 TEST_P(Memory, initialize_that_lacks_memory_leaves_no_session) {
     FakeMail mail;
     FakeClientHelper helpers;

@@ -40,6 +40,26 @@ TEST(SdkMail, leaves_an_empty_document_for_an_answer_that_is_no_json) {
     EXPECT_TRUE(document.isNull());
 }
 
+TEST(SdkMail, leaves_nothing_of_the_request_when_the_mail_fails) {
+    FakeClientHelper helpers;
+    helpers.mailResult = 0xe00106ba;
+    helpers.mailAnswer.clear();
+    JsonDocument document;
+    document[L"a"].SetUInt32(1);
+    SendMail2Wyvarion(1, 2, document);
+    EXPECT_TRUE(document.isNull());
+}
+
+TEST(SdkMail, makes_a_new_helper_for_the_next_mail) {
+    FakeClientHelper helpers;
+    JsonDocument document;
+    SendMail2Wyvarion(0x4e0009, 1, document);
+    SendMail2Wyvarion(0x4e0009, 2, document);
+    EXPECT_EQ(helpers.calls,
+              (Calls{"construct 78 c11t1100v1.1.0l1p1r1o1 0 0 30", "mail 4e0009 1 0", "destroy",
+                     "construct 78 c11t1100v1.1.0l1p1r1o1 0 0 30", "mail 4e0009 2 0", "destroy"}));
+}
+
 TEST(SdkMail, returns_the_code_of_the_helper) {
     FakeClientHelper helpers;
     helpers.mailResult = 0xe00106ba;

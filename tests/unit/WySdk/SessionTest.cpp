@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -97,6 +99,18 @@ TEST_F(Session, initialize_that_the_service_refuses_leaves_no_session) {
     EXPECT_EQ(g_strProductId, L"app");
 }
 
+TEST_F(Session, the_name_is_that_of_the_last_call_that_got_to_register) {
+    helpers.registerResult = 0xe00106ba;
+    EXPECT_EQ(WyInitialize(L"first"), 0xe00106baU);
+    EXPECT_EQ(WyInitialize(L"second"), 0xe00106baU);
+    EXPECT_EQ(g_strProductId, L"second");
+    EXPECT_EQ(WyInitialize(L""), 0xe0ff0007U);
+    EXPECT_EQ(WyInitialize(nullptr), 0xe0ff0007U);
+    helpers.outOfMemory = true;
+    EXPECT_EQ(WyInitialize(L"third"), 0xe0ff001eU);
+    EXPECT_EQ(g_strProductId, L"second");
+}
+
 TEST_F(Session, initialize_may_be_repeated_after_a_failure) {
     helpers.registerResult = 0xe00106ba;
     EXPECT_EQ(WyInitialize(L"app"), 0xe00106baU);
@@ -165,6 +179,48 @@ TEST_F(Session, uninitialize_keeps_subscriptions_whose_removal_fails) {
         kWarning, L"WySdk: [WARN] WyUnsubscribeEvent fail, eventId = 4. retCode = 0xe0ff0001"));
     EXPECT_EQ(log.CountContaining(L"WyUnsubscribeEvent fail"), 1U);
     EXPECT_EQ(g_pClientHelper, nullptr);
+}
+
+TEST_F(Session, uninitialize_without_a_session_takes_the_subscriptions_back_as_well) {
+    EXPECT_EQ(EventBus::Subscribe(3, Callback), kSuccess);
+    EXPECT_EQ(EventBus::Subscribe(4, Callback), kSuccess);
+    mail.Clear();
+    mail.PushAnswer(L"{\"retCode\":3774808065}");
+    log.Clear();
+    EXPECT_EQ(WyUninitialize(), kSuccess);
+    EXPECT_EQ(mail.Count(), 2U);
+    EXPECT_EQ(g_EventCallbacks, (decltype(g_EventCallbacks){{3, Callback}}));
+    // The refusal comes first, then what the call itself says.
+    std::vector<std::wstring> lines = log.Texts();
+    std::erase_if(lines, [](const std::wstring& line) {
+        return line.find(L"WyUn") == std::wstring::npos &&
+               line.find(L"initialized") == std::wstring::npos;
+    });
+    std::erase_if(lines, [](const std::wstring& line) {
+        return line.find(L"Function name") != std::wstring::npos;
+    });
+    EXPECT_EQ(lines, (std::vector<std::wstring>{
+                         L"WySdk: [WARN] WyUnsubscribeEvent fail, eventId = 3. retCode = "
+                         L"0xe0ff0001",
+                         L"WySdk: [INFO] WyUninitialize",
+                         L"WySdk: [INFO] WySdk is not initialized yet",
+                     }));
+    // What stayed is tried again the next time.
+    mail.Clear();
+    EXPECT_EQ(WyUninitialize(), kSuccess);
+    EXPECT_EQ(mail.Count(), 1U);
+    EXPECT_TRUE(g_EventCallbacks.empty());
+}
+
+TEST_F(Session, opening_and_closing_wait_for_no_lock) {
+    boost::mutex::scoped_lock held(g_ApiMutex);
+    auto session = std::async(std::launch::async, [] {
+        const std::uint32_t opened = WyInitialize(L"app");
+        return opened == kSuccess ? WyUninitialize() : opened;
+    });
+    EXPECT_EQ(session.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    held.unlock();
+    EXPECT_EQ(session.get(), kSuccess);
 }
 
 TEST_F(Session, uninitialize_goes_on_after_an_exception) {
