@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 
 #include "abi/SdkLibrary.h"
 #include "support/IatPatch.h"
@@ -79,6 +80,28 @@ TEST_F(Fault, session_opens_without_its_monitor_thread) {
     EXPECT_EQ(WY_S_OK, SDK(WyUninitialize)());
 }
 
+int g_iThreads = 0;
+decltype(&CreateThread) g_pCreateThread = nullptr;
+
+HANDLE WINAPI CountThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stack,
+                          LPTHREAD_START_ROUTINE entry, void* argument, DWORD flags, DWORD* id) {
+    ++g_iThreads;
+    return g_pCreateThread(attributes, stack, entry, argument, flags, id);
+}
+
+TEST_F(Fault, session_alone_starts_a_thread_and_but_one) {
+    const IatPatch patch = Replace("kernel32.dll", "CreateThread", CountThread);
+    g_pCreateThread = patch.Original<decltype(CreateThread)>();
+    EXPECT_EQ(WY_S_OK, AskForLoad());
+    EXPECT_EQ(WY_E_INVALID_ARGUMENT, SDK(WyInitialize)(L""));
+    EXPECT_EQ(0, g_iThreads);
+    EXPECT_EQ(WY_S_OK, SDK(WyInitialize)(L"abi-test"));
+    EXPECT_EQ(WY_S_OK, SDK(WyInitialize)(L"abi-test"));
+    EXPECT_EQ(WY_S_OK, AskForLoad());
+    EXPECT_EQ(WY_S_OK, SDK(WyUninitialize)());
+    EXPECT_EQ(1, g_iThreads);
+}
+
 HANDLE WINAPI NoEvent(LPSECURITY_ATTRIBUTES, BOOL, BOOL, const wchar_t*) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
@@ -90,6 +113,23 @@ TEST_F(Fault, session_opens_and_closes_without_its_stop_event) {
         EXPECT_EQ(WY_S_OK, SDK(WyInitialize)(L"abi-test"));
     }
     EXPECT_EQ(WY_S_OK, SDK(WyUninitialize)());
+}
+
+std::map<SIZE_T, UINT> g_LocalBlocks;
+
+HLOCAL WINAPI NoteLocalBlock(UINT flags, SIZE_T size) {
+    g_LocalBlocks[size] = flags;
+    return LocalAlloc(flags, size);
+}
+
+TEST_F(Fault, output_text_is_asked_for_without_flags_and_with_its_exact_size) {
+    const IatPatch patch = Replace("kernel32.dll", "LocalAlloc", NoteLocalBlock);
+    wchar_t* text = nullptr;
+    EXPECT_EQ(WY_S_OK, SDK(WyGetProcessInfo)(&text));
+    ASSERT_STREQ(kScriptedText, text);
+    LocalFree(text);
+    ASSERT_EQ(1u, g_LocalBlocks.count((std::wcslen(kScriptedText) + 1) * sizeof(wchar_t)));
+    EXPECT_EQ(0u, g_LocalBlocks[(std::wcslen(kScriptedText) + 1) * sizeof(wchar_t)]);
 }
 
 HLOCAL WINAPI NoLocalBlock(UINT, SIZE_T) {

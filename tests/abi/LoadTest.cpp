@@ -3,12 +3,15 @@
 #include <WySdk/WySdk.h>
 
 #include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "support/IatPatch.h"
+#include "support/ProcessFigures.h"
 #include "support/RunProgram.h"
 #include "support/ServiceHost.h"
+#include "support/TemporaryFolder.h"
 
 #include <rpc.h>
 
@@ -20,7 +23,9 @@ constexpr const wchar_t* kLibrary = L"WySdk.dll";
 
 class Loaded {
 public:
-    Loaded() : m_hModule(LoadLibraryW(kLibrary)) { EXPECT_NE(nullptr, m_hModule); }
+    explicit Loaded(const wchar_t* path = kLibrary) : m_hModule(LoadLibraryW(path)) {
+        EXPECT_NE(nullptr, m_hModule);
+    }
     Loaded(const Loaded&) = delete;
     Loaded& operator=(const Loaded&) = delete;
     ~Loaded() { FreeLibrary(m_hModule); }
@@ -50,6 +55,15 @@ TEST(Load, library_goes_when_it_is_freed) {
         { const Loaded library; }
         EXPECT_EQ(nullptr, GetModuleHandleW(kLibrary)) << round;
     }
+}
+
+// Nor does a call of a function that sends nothing.
+TEST(Load, library_starts_no_thread_by_itself) {
+    const std::int64_t before = test_support::ProcessFigures::Now().threads;
+    const Loaded library;
+    EXPECT_EQ(WY_S_OK, library.Find<decltype(WyUninitialize)>("WyUninitialize")());
+    EXPECT_EQ(WY_E_INVALID_ARGUMENT, library.Find<decltype(WyPauseScan)>("WyPauseScan")(nullptr));
+    EXPECT_EQ(before, test_support::ProcessFigures::Now().threads);
 }
 
 TEST(Load, calls_work_in_each_life) {
@@ -101,6 +115,33 @@ TEST(Load, library_goes_after_a_session_that_could_not_be_unregistered) {
     const Loaded library;
     EXPECT_EQ(WY_S_OK, library.Find<decltype(WyInitialize)>("WyInitialize")(L"abi-test"));
     EXPECT_EQ(WY_S_OK, library.Find<decltype(WyUninitialize)>("WyUninitialize")());
+}
+
+// An application that ends takes no leave of the service, and is not held up by its session.
+TEST(Load, process_ends_with_an_open_session_and_sends_nothing) {
+    ServiceHost host(L"cmd:8275 crash");
+    EXPECT_EQ(0, test_support::RunProgram(test_support::ProgramFolder() / "SessionLeaver.exe"));
+    EXPECT_FALSE(host.WaitForEnd(500).has_value());
+}
+
+// A host of the second identity lies beside the library, so that it asks the service of that one.
+TEST(Load, library_asks_the_service_of_its_identity) {
+    const test_support::TemporaryFolder folder(L"second_identity");
+    const std::filesystem::path path = folder.Path() / kLibrary;
+    std::filesystem::copy_file(test_support::ProgramFolder() / kLibrary, path);
+    std::ofstream(folder.Path() / "WySvcHost_P.exe") << "host";
+    {
+        const Loaded library(path.c_str());
+        const auto call = library.Find<decltype(WyGetSysCpuUsage)>("WyGetSysCpuUsage");
+        std::uint32_t load = 0;
+        {
+            const ServiceHost first;
+            EXPECT_EQ(0xe00106bau, call(&load));
+        }
+        const ServiceHost second(L"", 1);
+        EXPECT_EQ(WY_S_OK, call(&load));
+    }
+    EXPECT_TRUE(IsGoneInAWhile());
 }
 
 std::set<std::filesystem::path> FilesBeside() {

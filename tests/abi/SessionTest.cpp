@@ -4,6 +4,7 @@
 #include "support/ProcessFigures.h"
 #include "support/ServiceHost.h"
 
+#include <cstdlib>
 #include <memory>
 
 namespace {
@@ -67,6 +68,15 @@ TEST(Session, is_not_needed_for_a_call) {
         EXPECT_EQ(WY_S_OK, AskForLoad());
     }
     EXPECT_EQ(WY_S_OK, AskForLoad());
+}
+
+// A whole sweep goes beyond half a minute, the number that each helper is made with.
+TEST(Session, call_waits_for_its_answer_as_long_as_the_service_takes) {
+    const unsigned waitMs = std::getenv("WYSDK_TEST_FULL") != nullptr ? 40000 : 2000;
+    const ServiceHost host(L"api:400013001 delay " + std::to_wstring(waitMs));
+    const ULONGLONG before = GetTickCount64();
+    EXPECT_EQ(WY_S_OK, AskForLoad());
+    EXPECT_GE(GetTickCount64() - before, waitMs - 100);
 }
 
 TEST(Session, call_reaches_the_next_host_after_a_restart) {

@@ -13,8 +13,9 @@ namespace test_support {
 // test program at the latest. Failures to start it are std::runtime_error.
 class ServiceHost {
 public:
-    // Returns when the host listens. `faults` is a script of misbehaviour, as --fault takes it.
-    explicit ServiceHost(const std::wstring& faults = {});
+    // Returns when the host listens. `faults` is a script of misbehaviour, as --fault takes it,
+    // `mode` the product identity, as --mode takes it.
+    explicit ServiceHost(const std::wstring& faults = {}, int mode = 0);
     ServiceHost(const ServiceHost&) = delete;
     ServiceHost& operator=(const ServiceHost&) = delete;
     ~ServiceHost();
@@ -28,7 +29,7 @@ public:
     void* Process() const { return m_hProcess; }
 
 private:
-    void Start(const std::wstring& faults);
+    void Start(const std::wstring& faults, int mode);
 
     std::wstring m_strName;
     void* m_hReady;

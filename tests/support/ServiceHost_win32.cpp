@@ -19,11 +19,11 @@ std::wstring NewName() {
 
 }  // namespace
 
-ServiceHost::ServiceHost(const std::wstring& faults)
+ServiceHost::ServiceHost(const std::wstring& faults, int mode)
     : m_strName(NewName()),
       m_hReady(CreateEventW(nullptr, TRUE, FALSE, (m_strName + L".ready").c_str())),
       m_hStop(CreateEventW(nullptr, TRUE, FALSE, (m_strName + L".stop").c_str())) {
-    Start(faults);
+    Start(faults, mode);
     const HANDLE either[] = {m_hReady, m_hProcess};
     if (WaitForMultipleObjects(2, either, FALSE, kPatienceMs) != WAIT_OBJECT_0)
         throw std::runtime_error("the service host does not come up");
@@ -38,11 +38,11 @@ ServiceHost::~ServiceHost() {
     CloseHandle(m_hStop);
 }
 
-void ServiceHost::Start(const std::wstring& faults) {
-    std::wstring commandLine = L"\"" + (ProgramFolder() / L"WySvcHost.exe").wstring() +
-                               L"\" --ready-event " + m_strName + L".ready --stop-event " +
-                               m_strName + L".stop --parent " +
-                               std::to_wstring(GetCurrentProcessId());
+void ServiceHost::Start(const std::wstring& faults, int mode) {
+    std::wstring commandLine =
+        L"\"" + (ProgramFolder() / L"WySvcHost.exe").wstring() + L"\" --ready-event " + m_strName +
+        L".ready --stop-event " + m_strName + L".stop --parent " +
+        std::to_wstring(GetCurrentProcessId()) + L" --mode " + std::to_wstring(mode);
     // Scripts hold no quotation marks but in JSON texts, where the host's own reader needs them
     // doubled by a backslash.
     if (!faults.empty()) {

@@ -2,11 +2,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "lib/wycommon/WyCommon_Paths.h"
 #include "support/RegistryKey_win32.h"
+#include "support/RunProgram.h"
 #include "support/TraceFolder.h"
 
 namespace {
@@ -24,7 +28,7 @@ constexpr char kEnabled[] = "[InteractiveSession]\nEnable=1\nLevel=0x111\n";
 // The library, loaded for the length of a scope.
 class Library {
 public:
-    Library() : m_hModule(LoadLibraryW(L"WySdk.dll")) {
+    explicit Library(const wchar_t* path = L"WySdk.dll") : m_hModule(LoadLibraryW(path)) {
         EXPECT_NE(m_hModule, nullptr) << GetLastError();
     }
     Library(const Library&) = delete;
@@ -73,6 +77,51 @@ TEST(DllMain, with_a_product_starts_and_stops_the_log) {
     }
     EXPECT_THAT(folder.Calls(),
                 ElementsAre(StartsWith("initialize"), StartsWith("trace"), "uninitialize 1"));
+}
+
+TEST(DllMain, end_of_the_process_stops_the_log) {
+    TraceFolder folder;
+    folder.AddModule();
+    folder.AddFile("krdbg.ini", kEnabled);
+    const Installation installation(folder.Path());
+    EXPECT_EQ(test_support::RunProgram(test_support::ProgramFolder() / "SdkUser.exe"), 0);
+    EXPECT_THAT(folder.Calls(),
+                ElementsAre(StartsWith("initialize"), StartsWith("trace"), "uninitialize 1"));
+}
+
+TEST(DllMain, threads_come_and_go_without_a_line) {
+    TraceFolder folder;
+    folder.AddModule();
+    folder.AddFile("krdbg.ini", "[InteractiveSession]\nEnable=1\nLevel=0xffffffff\n");
+    const Installation installation(folder.Path());
+    const Library library;
+    const std::vector<std::string> before = folder.Calls();
+    for (int i = 0; i < 3; ++i)
+        std::thread([] {}).join();
+    EXPECT_EQ(folder.Calls(), before);
+}
+
+// The identity stands before the entry point runs: the log is that of the identity's product.
+TEST(DllMain, service_host_beside_the_library_decides_whose_product_it_is) {
+    const struct {
+        const char* host;
+        const wchar_t* key;
+    } rows[] = {{"WySvcHost.exe", L"SOFTWARE\\KorvexData\\Wyvarion"},
+                {"WySvcHost_P.exe", L"SOFTWARE\\KorvexData\\Tavrenox"},
+                {"WySvcHost_C.exe", L"SOFTWARE\\KorvexData\\Mirdoshale"}};
+    for (const auto& row : rows) {
+        TraceFolder product;
+        product.AddModule();
+        product.AddFile("krdbg.ini", kEnabled);
+        RegistryKey key(row.key, KEY_WOW64_64KEY);
+        ASSERT_TRUE(key.SetText(L"ProductPath", product.Path()));
+        const test_support::TemporaryFolder folder(L"identity");
+        std::filesystem::copy_file(test_support::ProgramFolder() / "WySdk.dll",
+                                   folder.Path() / "WySdk.dll");
+        std::ofstream(folder.Path() / row.host) << "host";
+        { const Library library((folder.Path() / "WySdk.dll").c_str()); }
+        EXPECT_EQ(product.Calls().size(), 3U) << row.host;
+    }
 }
 
 TEST(DllMain, without_a_product_logs_nothing) {
