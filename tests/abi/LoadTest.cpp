@@ -63,7 +63,7 @@ TEST(Load, library_starts_no_thread_by_itself) {
     const Loaded library;
     EXPECT_EQ(WY_S_OK, library.Find<decltype(WyUninitialize)>("WyUninitialize")());
     EXPECT_EQ(WY_E_INVALID_ARGUMENT, library.Find<decltype(WyPauseScan)>("WyPauseScan")(nullptr));
-    EXPECT_EQ(before, test_support::ProcessFigures::Now().threads);
+    EXPECT_LE(test_support::ProcessFigures::Now().threads, before);
 }
 
 TEST(Load, calls_work_in_each_life) {
