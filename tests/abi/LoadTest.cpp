@@ -21,9 +21,18 @@ using test_support::ServiceHost;
 
 constexpr const wchar_t* kLibrary = L"WySdk.dll";
 
+// On Windows advapi32.dll holds the RPC runtime. On Wine it would go with the last library
+// that uses it, and its own threads, which end a while after the last call, would find no code.
+void KeepRpcRuntime() {
+    static HMODULE const s_hRuntime = LoadLibraryW(L"rpcrt4.dll");
+    EXPECT_NE(nullptr, s_hRuntime);
+}
+
 class Loaded {
 public:
-    explicit Loaded(const wchar_t* path = kLibrary) : m_hModule(LoadLibraryW(path)) {
+    explicit Loaded(const wchar_t* path = kLibrary) {
+        KeepRpcRuntime();
+        m_hModule = LoadLibraryW(path);
         EXPECT_NE(nullptr, m_hModule);
     }
     Loaded(const Loaded&) = delete;
@@ -37,7 +46,7 @@ public:
     }
 
 private:
-    HMODULE m_hModule;
+    HMODULE m_hModule = nullptr;
 };
 
 // A thread of the library may hold it for a moment longer.
