@@ -22,6 +22,7 @@ namespace {
 
 constexpr const char* kLogSource = "RpcClientManager";
 constexpr const wchar_t* kLogModule = L"utilRPC";
+constexpr std::size_t kEnvelopeRoom = 2048;
 constexpr std::uint32_t kSessionKeyLength = RpcMessages::kIdLength + 1;
 
 // The code of a reply envelope; `reply` receives the message of the success form.
@@ -150,10 +151,10 @@ std::uint32_t CRpcClientManager::ExecuteCommand(CommandContext* context, Trackin
 
 std::uint32_t CRpcClientManager::SendCommand(const CommandContext& context,
                                              CommandResult& result) const {
-    CRpcDataHandleWrapper reply;
+    CRpcScopedMessage reply;
     std::uint32_t code = Result::kFailure;
     {
-        CRpcDataHandleWrapper message(RPC_MSG_MAIN);
+        CRpcScopedMessage message(RPC_MSG_MAIN);
         RpcMessages::EncodeMainCommand(m_szClientSessionKey, context, message);
         code = SendRequestWithData(context.uiCommandId, message, reply, m_pPluginOrg);
     }
@@ -186,9 +187,12 @@ std::uint32_t CRpcClientManager::SendRequestWithData(std::uint32_t uiMsgId,
                                                      CRpcDataHandleWrapper& reply,
                                                      void* pPluginOrg) {
     WY_LOG_INFO << L"SendRequestWithData";
-    CIPCMsgBuffer out(CIPCMsgBuffer::kBlockSize, false);
+    // Most requests and replies need no memory beyond these.
+    std::uint8_t outRoom[kEnvelopeRoom];
+    CIPCMsgBuffer out(outRoom);
     if (pPluginOrg == nullptr) {
-        CIPCMsgBuffer in(CIPCMsgBuffer::kBlockSize, false);
+        std::uint8_t inRoom[kEnvelopeRoom];
+        CIPCMsgBuffer in(inRoom);
         in << uiMsgId << request;
         const CComponentID component(ServiceComponentName().c_str());
         CRPCClientHelper client(component);

@@ -1,11 +1,11 @@
 #include "Framework/utilIPC/ipc_data_handle.h"
 
 #include <boost/make_shared.hpp>
-#include <boost/shared_ptr.hpp>
 #include <cstring>
 #include <cwchar>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "Common/KrCommon/KrComn_Result.h"
 
@@ -13,7 +13,7 @@ namespace Result = KrCommon::Result;
 
 namespace {
 
-using Holder = boost::shared_ptr<CRpcMsgBuffer>;
+using Holder = RpcSharedMessage::Holder;
 
 Holder* HolderOf(const RpcDataHandle* handle) {
     return handle != nullptr ? static_cast<Holder*>(handle->pHolder) : nullptr;
@@ -26,10 +26,20 @@ CRpcMsgBuffer* MessageOf(const RpcDataHandle& handle) {
 
 Holder* NewMessage(std::uint32_t msgId) {
     try {
-        return new Holder(boost::make_shared<CRpcMsgBuffer>(msgId));
+        Holder made = boost::make_shared<RpcSharedMessage>(msgId);
+        Holder* holder = &made->first;
+        *holder = std::move(made);
+        return holder;
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
+}
+
+void ReleaseHolder(Holder* holder) {
+    // The first holder lies in what it lets go.
+    const Holder last = std::move(*holder);
+    if (holder != &last->first)
+        delete holder;
 }
 
 std::uint32_t TextLength(std::size_t length) {
@@ -75,8 +85,8 @@ std::uint32_t RpcDataCreate(std::uint32_t msgId, RpcDataHandle* out) {
 }
 
 std::uint32_t RpcDataDestroy(RpcDataHandle* handle) {
-    if (handle != nullptr) {
-        delete HolderOf(handle);
+    if (Holder* holder = HolderOf(handle); holder != nullptr) {
+        ReleaseHolder(holder);
         handle->pHolder = nullptr;
     }
     return Result::kSuccess;
@@ -153,6 +163,29 @@ CRpcDataHandleWrapper::~CRpcDataHandleWrapper() {
     RpcDataDestroy(&m_hData);
 }
 
+void CRpcDataHandleWrapper::MoveTo(RpcDataHandle* out) {
+    RpcDataDestroy(out);
+    *out = std::exchange(m_hData, {});
+}
+
+CRpcScopedMessage::CRpcScopedMessage(std::uint32_t msgId)
+    : CRpcDataHandleWrapper(RpcDataHandle{}, kRpcAdopt), m_Message(msgId, m_Room) {
+    // No count goes with this reference: the message lives as long as its scope.
+    m_Message.first = Holder(Holder(), &m_Message);
+    m_hData = {0, msgId, &m_Message.first};
+}
+
+CRpcScopedMessage::~CRpcScopedMessage() {
+    RpcDataDestroy(&m_hData);
+}
+
+std::uint32_t CRpcScopedMessage::LoadChild(const CRpcDataHandleWrapper& parent, std::uint32_t id) {
+    const CRpcMsgBuffer* source = MessageOf(parent.Handle());
+    const bool loaded = source != nullptr && m_Message.Reset(id) == Result::kSuccess &&
+                        source->GetMessage(id, 0, &m_Message) == Result::kSuccess;
+    return loaded ? Result::kSuccess : Result::kFailure;
+}
+
 std::uint32_t CRpcDataHandleWrapper::Assign(const CRpcDataHandleWrapper& other) {
     return RpcDataShare(&other.m_hData, &m_hData);
 }
@@ -190,6 +223,11 @@ std::uint32_t CRpcDataHandleWrapper::Set(std::uint32_t id, const char* text, std
 
 std::uint32_t CRpcDataHandleWrapper::Set(std::uint32_t id, const std::string& text) {
     return Set(id, text.data(), TextLength(text.size()));
+}
+
+std::uint32_t CRpcDataHandleWrapper::SetUtf8(std::uint32_t id, std::string_view text) {
+    CRpcMsgBuffer* message = MessageOf(m_hData);
+    return message != nullptr ? message->AddStringUtf8(id, text) : Result::kFailure;
 }
 
 std::uint32_t CRpcDataHandleWrapper::Set(const CRpcDataHandleWrapper& child) {
@@ -240,6 +278,12 @@ std::uint32_t CRpcDataHandleWrapper::Get(std::uint32_t id, std::uint32_t index,
         out);
 }
 
+std::uint32_t CRpcDataHandleWrapper::GetUtf8(std::uint32_t id, std::string& out) const {
+    out.clear();
+    const CRpcMsgBuffer* message = MessageOf(m_hData);
+    return message != nullptr ? message->GetStringUtf8(id, 0, out) : Result::kFailure;
+}
+
 std::uint32_t CRpcDataHandleWrapper::Get(std::uint32_t id, std::uint32_t index,
                                          CRpcDataHandleWrapper* child) const {
     return child != nullptr ? Get(id, index, &child->m_hData) : Result::kFailure;
@@ -257,7 +301,7 @@ std::uint32_t CRpcDataHandleWrapper::Get(std::uint32_t id, std::uint32_t index,
     if (loaded == nullptr)
         return Result::kFailure;
     if (keep->GetMessage(id, index, loaded->get()) != Result::kSuccess) {
-        delete loaded;
+        ReleaseHolder(loaded);
         return Result::kFailure;
     }
     child->uiReserved = 0;

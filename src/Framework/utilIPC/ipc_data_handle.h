@@ -2,8 +2,10 @@
 
 // Shared handles on parameter messages, and the wrapper by which everyone builds and reads them.
 
+#include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Common/KrCommon/KrComn_Result.h"
@@ -17,6 +19,14 @@ struct RpcDataHandle {
     std::uint32_t uiReserved = 0;
     std::uint32_t uiMsgId = 0;
     void* pHolder = nullptr;  // null: an empty handle
+};
+
+// What a handle refers to: a message and, in the same block, the holder of its first reference.
+struct RpcSharedMessage : CRpcMsgBuffer {
+    using Holder = boost::shared_ptr<RpcSharedMessage>;
+
+    using CRpcMsgBuffer::CRpcMsgBuffer;
+    Holder first;
 };
 
 // Handle functions. 0x20ff0000 on success; 0xe0ff0001 for a null handle pointer, an empty handle
@@ -39,6 +49,9 @@ std::uint32_t RpcDataGetSize(const RpcDataHandle* source, std::uint32_t* out);
 std::uint32_t RpcDataLoad(const RpcDataHandle* source, const std::uint8_t* image,
                           std::uint32_t size);
 
+// Says that a reference is handed over and not shared.
+enum RpcAdopt { kRpcAdopt };
+
 // One parameter message by reference count.
 //
 // Set appends and never replaces; Get reads by id and index of appearance. Reads return
@@ -50,9 +63,14 @@ public:
     explicit CRpcDataHandleWrapper(std::uint32_t msgId);
     // Shares the message of the handle; the caller keeps its own reference.
     explicit CRpcDataHandleWrapper(RpcDataHandle handle);
+    // Takes over the reference, which the caller gives up.
+    CRpcDataHandleWrapper(RpcDataHandle handle, RpcAdopt) : m_hData(handle) {}
     CRpcDataHandleWrapper(const CRpcDataHandleWrapper&) = delete;
     CRpcDataHandleWrapper& operator=(const CRpcDataHandleWrapper&) = delete;
     virtual ~CRpcDataHandleWrapper();
+
+    // Gives the reference away: `out` lets go of its own for it, the wrapper is empty then.
+    void MoveTo(RpcDataHandle* out);
 
     // Shares the message of another wrapper.
     std::uint32_t Assign(const CRpcDataHandleWrapper& other);
@@ -65,6 +83,8 @@ public:
     std::uint32_t Set(std::uint32_t id, const wchar_t* text, std::uint32_t chars);
     std::uint32_t Set(std::uint32_t id, const char* text, std::uint32_t chars);
     std::uint32_t Set(std::uint32_t id, const std::string& text);
+    // Wide text from UTF-8, without a wide text in between.
+    std::uint32_t SetUtf8(std::uint32_t id, std::string_view text);
     // Nests a copy of the child's image; the record id is the child's message id.
     std::uint32_t Set(const CRpcDataHandleWrapper& child);
     std::uint32_t Set(const RpcDataHandle& child);
@@ -76,6 +96,8 @@ public:
     std::uint32_t Get(std::uint32_t id, std::uint32_t index, std::string& out) const;
     std::uint32_t Get(std::uint32_t id, std::wstring& out) const { return Get(id, 0, out); }
     std::uint32_t Get(std::uint32_t id, std::uint32_t index, std::wstring& out) const;
+    // Wide text as UTF-8.
+    std::uint32_t GetUtf8(std::uint32_t id, std::string& out) const;
     // Copies the first characters of a narrow text, at most `limit` and without a terminator, for
     // readers of short identifiers that need no string of their own.
     std::uint32_t GetPrefix(std::uint32_t id, char* to, std::uint32_t limit) const;
@@ -105,9 +127,29 @@ public:
     // The wrapper's own reference, lent.
     const RpcDataHandle& Handle() const { return m_hData; }
 
-private:
+protected:
     RpcDataHandle m_hData;
+
+private:
     std::vector<std::uint8_t> m_vecScratch;  // always empty
+};
+
+// A message that lives in its scope and needs no memory of its own until it outgrows a few
+// kilobytes: for the one that is made, sent and dropped, or received, read and dropped. What shares
+// it MUST NOT outlive it, and it MUST NOT be made to share another.
+class CRpcScopedMessage : public CRpcDataHandleWrapper {
+public:
+    explicit CRpcScopedMessage(std::uint32_t msgId = 0);
+    ~CRpcScopedMessage() override;
+
+    // Becomes a copy of a child of another message. 0xe0ff0001 when there is none.
+    std::uint32_t LoadChild(const CRpcDataHandleWrapper& parent, std::uint32_t id);
+
+private:
+    static constexpr std::size_t kRoom = 2048;
+
+    std::uint8_t m_Room[kRoom];
+    RpcSharedMessage m_Message;
 };
 
 // A nested message that is written in place: what is set on the parent while this lives is inside

@@ -16,6 +16,11 @@ constexpr std::uint32_t kViewBlockSize = 32768;
 CAccBuffer::CAccBuffer(std::uint32_t blockSize)
     : m_uiCapacity(0), m_uiLength(0), m_uiBlockSize(blockSize), m_pData(nullptr), m_bOwner(true) {}
 
+CAccBuffer::CAccBuffer(std::uint32_t blockSize, std::span<std::uint8_t> room)
+    : CAccBuffer(blockSize) {
+    m_Room = room;
+}
+
 CAccBuffer::CAccBuffer(const std::uint8_t* data, std::uint32_t size)
     : m_uiCapacity(size),
       m_uiLength(size),
@@ -24,13 +29,17 @@ CAccBuffer::CAccBuffer(const std::uint8_t* data, std::uint32_t size)
       m_bOwner(false) {}
 
 CAccBuffer::~CAccBuffer() {
-    if (m_bOwner)
+    if (m_bOwner && m_pData != m_Room.data())
         delete[] m_pData;
 }
 
 void CAccBuffer::Write(const void* source, std::uint32_t size) {
     if (!m_bOwner)
         return;
+    if (m_pData == nullptr && size > 0 && size <= m_Room.size()) {
+        m_pData = m_Room.data();
+        m_uiCapacity = static_cast<std::uint32_t>(m_Room.size());
+    }
     if (m_uiCapacity - m_uiLength < size) {
         const std::uint64_t blocks =
             (static_cast<std::uint64_t>(m_uiCapacity) + size) / m_uiBlockSize + 1;
@@ -44,7 +53,8 @@ void CAccBuffer::Write(const void* source, std::uint32_t size) {
             std::memcpy(grown, m_pData, m_uiLength);
         if (size > 0)
             std::memcpy(grown + m_uiLength, source, size);
-        delete[] m_pData;
+        if (m_pData != m_Room.data())
+            delete[] m_pData;
         m_pData = grown;
         m_uiCapacity = static_cast<std::uint32_t>(capacity);
     } else if (size > 0) {
@@ -58,6 +68,9 @@ CIPCMsgBuffer::CIPCMsgBuffer(std::uint32_t blockSize, bool header)
     if (header)
         *this << 0xffffffffU;
 }
+
+CIPCMsgBuffer::CIPCMsgBuffer(std::span<std::uint8_t> room)
+    : CAccBuffer(kBlockSize, room), m_uiReadPos(0), m_uiLastReadPos(0) {}
 
 CIPCMsgBuffer::CIPCMsgBuffer(const std::uint8_t* data, std::uint32_t size)
     : CAccBuffer(data, size), m_uiReadPos(0), m_uiLastReadPos(0) {}

@@ -8,6 +8,7 @@
 // silently, into a view as well as without memory. A buffer belongs to one call on one thread.
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,8 @@ class CAccBuffer {
 public:
     // An empty owner. `blockSize` is the granule of growth in bytes and not 0.
     explicit CAccBuffer(std::uint32_t blockSize);
+    // An empty owner that begins in a room of its maker's, which must outlive it.
+    CAccBuffer(std::uint32_t blockSize, std::span<std::uint8_t> room);
     // A view; the bytes must outlive it.
     CAccBuffer(const std::uint8_t* data, std::uint32_t size);
     CAccBuffer(const CAccBuffer&) = delete;
@@ -39,6 +42,7 @@ private:
     std::uint32_t m_uiBlockSize;
     std::uint8_t* m_pData;
     bool m_bOwner;
+    std::span<std::uint8_t> m_Room;
 };
 
 // The envelope: an accumulator that is read from its start.
@@ -49,6 +53,8 @@ public:
 
     // An empty owner; with `header` its first four bytes are 0xFFFFFFFF.
     CIPCMsgBuffer(std::uint32_t blockSize, bool header);
+    // An empty owner that begins in a room.
+    explicit CIPCMsgBuffer(std::span<std::uint8_t> room);
     // A view with the cursor at its start.
     CIPCMsgBuffer(const std::uint8_t* data, std::uint32_t size);
 

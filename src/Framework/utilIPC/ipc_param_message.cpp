@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <new>
 #include <stdexcept>
 
 #include "Common/KrCommon/KrComn_Result.h"
+#include "Common/KrCommon/KrComn_String.h"
 #include "Framework/utilIPC/ipc_wire.h"
 
 namespace Result = KrCommon::Result;
+namespace String = KrCommon::String;
 
 namespace {
 
@@ -22,11 +23,16 @@ void StoreHeader(std::uint8_t* at, std::uint32_t id, std::uint32_t type, std::ui
     Wire::StoreUInt32(at + kLengthOffset, length);
 }
 
-// How much of a payload is copied; the zero fill supplies the terminators of text.
+// How much of a payload is copied; the terminators of text are written, not taken over.
 std::uint32_t CopiedLength(std::uint32_t type, std::uint32_t length) {
     const std::uint32_t terminator =
         type == ParamTag::kStringA ? 1U : (type == ParamTag::kStringW ? 2U : 0U);
     return length > terminator ? length - terminator : 0;
+}
+
+// UTF-16 units of a wide text without its terminator.
+std::uint32_t UnitsOf(const ParamIndexEntry& entry) {
+    return entry.uiLength / 2 < 2 ? 0 : entry.uiLength / 2 - 1;
 }
 
 // Walks the records of an image. Next() is false at the end and at a record that reaches behind it;
@@ -56,33 +62,36 @@ private:
 
 }  // namespace
 
-MsgBuffer::MsgBuffer(std::uint32_t id) {
+MsgBuffer::MsgBuffer(std::uint32_t id) : m_Image(m_OwnRoom, kOwnRoom) {
+    Reset(id);
+}
+
+MsgBuffer::MsgBuffer(std::uint32_t id, std::span<std::uint8_t> room)
+    : m_Image(room.data(), room.size()) {
     Reset(id);
 }
 
 void MsgBuffer::Reset(std::uint32_t id, std::uint32_t type) {
     m_vecHidden.clear();
-    m_vecData.assign(kHeaderSize, 0);
-    StoreHeader(m_vecData.data(), id, type, 0);
+    m_Image.Clear();
+    StoreHeader(m_Image.Extend(kHeaderSize), id, type, 0);
 }
 
+// The payload has no value yet.
 std::uint8_t* MsgBuffer::AppendRecord(std::uint32_t id, std::uint32_t type, std::uint32_t length) {
-    const std::size_t offset = m_vecData.size();
-    const std::uint64_t end = static_cast<std::uint64_t>(offset) + kHeaderSize + length;
+    const std::size_t offset = m_Image.Size();
     // Offsets and sizes are 32 bits wide on the wire.
-    if (end > UINT32_MAX)
+    if (static_cast<std::uint64_t>(offset) + kHeaderSize + length > UINT32_MAX)
         throw std::bad_alloc();
     if (type == 0)
         m_vecHidden.push_back(static_cast<std::uint32_t>(offset + kHeaderSize));
-    m_vecData.resize(static_cast<std::size_t>(end));
-    StoreHeader(m_vecData.data() + offset, id, type, length);
-    return m_vecData.data() + offset + kHeaderSize;
+    std::uint8_t* const header = m_Image.Extend(std::size_t{kHeaderSize} + length);
+    StoreHeader(header, id, type, length);
+    return header + kHeaderSize;
 }
 
 void MsgBuffer::CountRecords() {
-    if (m_vecData.size() > kHeaderSize) {
-        Wire::StoreUInt32(m_vecData.data() + kLengthOffset, GetSize() - kHeaderSize);
-    }
+    Wire::StoreUInt32(m_Image.Data() + kLengthOffset, GetSize() - kHeaderSize);
 }
 
 void MsgBuffer::AddInt(std::uint32_t id, std::int32_t value) {
@@ -99,41 +108,62 @@ void MsgBuffer::AddStringA(std::uint32_t id, const char* text, std::uint32_t cha
     if (chars == UINT32_MAX)
         throw std::bad_alloc();
     std::uint8_t* payload = AppendRecord(id, ParamTag::kStringA, chars + 1);
-    if (text == nullptr)
+    if (text == nullptr) {
+        std::memset(payload, 0, std::size_t{chars} + 1);
         return;
+    }
     std::memcpy(payload, text, chars);
+    payload[chars] = 0;
     CountRecords();
+}
+
+std::uint8_t* MsgBuffer::AppendUnits(std::uint32_t id, std::size_t units) {
+    if (units >= UINT32_MAX / 2)
+        throw std::bad_alloc();
+    const auto size = static_cast<std::uint32_t>((units + 1) * 2);
+    std::uint8_t* payload = AppendRecord(id, ParamTag::kStringW, size);
+    Wire::StoreUnit(payload + size - 2, 0);
+    return payload;
 }
 
 void MsgBuffer::AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t chars) {
-    const std::wstring_view view(text, text != nullptr ? chars : 0);
-    const std::size_t units = text != nullptr ? Wire::CountUnits(view) : chars;
-    if (units >= UINT32_MAX / 2)
-        throw std::bad_alloc();
-    std::uint8_t* payload =
-        AppendRecord(id, ParamTag::kStringW, static_cast<std::uint32_t>((units + 1) * 2));
-    if (text == nullptr)
+    if (text == nullptr) {
+        std::memset(AppendUnits(id, chars), 0, std::size_t{chars} * 2);
         return;
-    Wire::EncodeUnits(view, payload);
+    }
+    const std::wstring_view view(text, chars);
+    Wire::EncodeUnits(view, AppendUnits(id, Wire::CountUnits(view)));
     CountRecords();
 }
 
-void MsgBuffer::AddMessage(const MsgBuffer& child) {
-    Image own;
-    const Image* source = &child.m_vecData;
-    if (&child == this) {
-        own = m_vecData;
-        source = &own;
+void MsgBuffer::AddStringUtf8(std::uint32_t id, std::string_view text) {
+    if (Wire::IsAscii(text)) {
+        Wire::EncodeAscii(text, AppendUnits(id, text.size()));
+        CountRecords();
+    } else {
+        const std::wstring wide = String::FromUtf8(text);
+        AddStringW(id, wide.data(), static_cast<std::uint32_t>(wide.size()));
     }
-    if (source->size() < kHeaderSize)
+}
+
+void MsgBuffer::AddMessage(const MsgBuffer& child) {
+    std::vector<std::uint8_t> own;
+    const std::uint8_t* header = child.GetData();
+    const std::uint32_t size = child.GetSize();
+    if (&child == this) {
+        own.assign(header, header + size);
+        header = own.data();
+    }
+    if (size < kHeaderSize)
         return;
-    const std::uint8_t* header = source->data();
     const std::uint32_t type = Wire::LoadUInt32(header + kTypeOffset);
     // The header of a loaded image is foreign and unchecked: it cannot claim more than is there.
-    const std::uint32_t present = static_cast<std::uint32_t>(source->size()) - kHeaderSize;
-    const std::uint32_t length = std::min(Wire::LoadUInt32(header + kLengthOffset), present);
+    const std::uint32_t length =
+        std::min(Wire::LoadUInt32(header + kLengthOffset), size - kHeaderSize);
+    const std::uint32_t copied = CopiedLength(type, length);
     std::uint8_t* payload = AppendRecord(Wire::LoadUInt32(header), type, length);
-    std::memcpy(payload, header + kHeaderSize, CopiedLength(type, length));
+    std::memcpy(payload, header + kHeaderSize, copied);
+    std::memset(payload + copied, 0, length - copied);
     CountRecords();
 }
 
@@ -144,7 +174,7 @@ std::uint32_t MsgBuffer::OpenMessage(std::uint32_t id) {
 }
 
 void MsgBuffer::CloseMessage(std::uint32_t opened) {
-    Wire::StoreUInt32(m_vecData.data() + opened + kLengthOffset, GetSize() - opened - kHeaderSize);
+    Wire::StoreUInt32(m_Image.Data() + opened + kLengthOffset, GetSize() - opened - kHeaderSize);
     CountRecords();
 }
 
@@ -159,13 +189,7 @@ void MsgBuffer::Load(const std::uint8_t* image, std::uint32_t size) {
         return;
     }
     m_vecHidden.clear();
-    const std::less<> before;
-    if (!before(image, m_vecData.data()) && before(image, m_vecData.data() + m_vecData.size())) {
-        // The image lies in this very message.
-        m_vecData = Image(image, image + size);
-    } else {
-        m_vecData.assign(image, image + size);
-    }
+    m_Image.Assign(image, size);
 }
 
 bool MsgBuffer::IsHidden(const ParamIndexEntry& entry) const {
@@ -174,7 +198,7 @@ bool MsgBuffer::IsHidden(const ParamIndexEntry& entry) const {
 }
 
 bool MsgBuffer::Find(std::uint32_t id, std::uint32_t index, ParamIndexEntry& entry) const {
-    RecordWalk walk(m_vecData.data(), GetSize());
+    RecordWalk walk(m_Image.Data(), GetSize());
     while (walk.Next(entry)) {
         if (entry.uiId == id && !IsHidden(entry) && index-- == 0)
             return true;
@@ -184,7 +208,7 @@ bool MsgBuffer::Find(std::uint32_t id, std::uint32_t index, ParamIndexEntry& ent
 
 std::map<std::uint32_t, std::vector<ParamIndexEntry>> MsgBuffer::Index() const {
     std::map<std::uint32_t, std::vector<ParamIndexEntry>> index;
-    RecordWalk walk(m_vecData.data(), GetSize());
+    RecordWalk walk(m_Image.Data(), GetSize());
     for (ParamIndexEntry entry{}; walk.Next(entry);) {
         if (!IsHidden(entry))
             index[entry.uiId].push_back(entry);
@@ -199,7 +223,7 @@ std::uint32_t MsgBuffer::GetUInt(std::uint32_t id, std::uint32_t index, std::uin
     const bool number = entry.uiType == ParamTag::kInt || entry.uiType == ParamTag::kUInt;
     if (!number || entry.uiLength != 4)
         return Result::kInvalidArgument;
-    *out = Wire::LoadUInt32(m_vecData.data() + entry.uiOffset);
+    *out = Wire::LoadUInt32(m_Image.Data() + entry.uiOffset);
     return Result::kSuccess;
 }
 
@@ -213,7 +237,7 @@ std::uint32_t MsgBuffer::GetStringA(std::uint32_t id, std::uint32_t index, char*
     const std::uint32_t count = entry.uiLength < 2 ? 0 : entry.uiLength - 1;
     *outChars = count;
     if (buffer != nullptr && capacity > count) {
-        std::memcpy(buffer, m_vecData.data() + entry.uiOffset, count);
+        std::memcpy(buffer, m_Image.Data() + entry.uiOffset, count);
         buffer[count] = '\0';
     }
     return Result::kSuccess;
@@ -226,12 +250,32 @@ std::uint32_t MsgBuffer::GetStringW(std::uint32_t id, std::uint32_t index, wchar
         return Result::kNotFound;
     if (entry.uiType != ParamTag::kStringW)
         return Result::kInvalidArgument;
-    const std::uint32_t count = entry.uiLength / 2 < 2 ? 0 : entry.uiLength / 2 - 1;
+    const std::uint32_t count = UnitsOf(entry);
     *outChars = count;
     if (buffer != nullptr && capacity > count) {
-        const std::uint8_t* payload = m_vecData.data() + entry.uiOffset;
+        const std::uint8_t* payload = m_Image.Data() + entry.uiOffset;
         *outChars = static_cast<std::uint32_t>(Wire::DecodeUnits(payload, count, buffer));
         buffer[*outChars] = L'\0';
+    }
+    return Result::kSuccess;
+}
+
+std::uint32_t MsgBuffer::GetStringUtf8(std::uint32_t id, std::uint32_t index,
+                                       std::string& out) const {
+    out.clear();
+    ParamIndexEntry entry{};
+    if (!Find(id, index, entry))
+        return Result::kNotFound;
+    if (entry.uiType != ParamTag::kStringW)
+        return Result::kInvalidArgument;
+    const std::uint8_t* payload = m_Image.Data() + entry.uiOffset;
+    const std::uint32_t count = UnitsOf(entry);
+    out.resize(count);
+    if (!Wire::DecodeAscii(payload, count, out.data())) {
+        out = std::string();
+        std::wstring wide(count, L'\0');
+        wide.resize(Wire::DecodeUnits(payload, count, wide.data()));
+        out = String::ToUtf8(wide);
     }
     return Result::kSuccess;
 }
@@ -245,7 +289,7 @@ std::uint32_t MsgBuffer::GetPrefixA(std::uint32_t id, char* to, std::uint32_t li
         return Result::kInvalidArgument;
     }
     const std::uint32_t count = entry.uiLength < 2 ? 0 : entry.uiLength - 1;
-    std::memcpy(to, m_vecData.data() + entry.uiOffset, std::min(count, limit));
+    std::memcpy(to, m_Image.Data() + entry.uiOffset, std::min(count, limit));
     return Result::kSuccess;
 }
 
@@ -254,13 +298,13 @@ std::uint32_t MsgBuffer::GetMessage(std::uint32_t id, std::uint32_t index, MsgBu
     if (!Find(id, index, entry))
         return Result::kNotFound;
     if (entry.uiType == ParamTag::kMessage) {
-        child->Load(m_vecData.data() + entry.uiOffset - kHeaderSize, entry.uiLength + kHeaderSize);
+        child->Load(m_Image.Data() + entry.uiOffset - kHeaderSize, entry.uiLength + kHeaderSize);
     }
     return Result::kSuccess;
 }
 
 std::uint32_t MsgBuffer::GetId() const {
-    return m_vecData.size() < 4 ? 0 : Wire::LoadUInt32(m_vecData.data());
+    return GetSize() < 4 ? 0 : Wire::LoadUInt32(m_Image.Data());
 }
 
 namespace {
@@ -300,6 +344,10 @@ std::uint32_t CRpcMsgBuffer::AddStringW(std::uint32_t id, const wchar_t* text,
     return Guarded([&] { m_Message.AddStringW(id, text, chars); });
 }
 
+std::uint32_t CRpcMsgBuffer::AddStringUtf8(std::uint32_t id, std::string_view text) {
+    return Guarded([&] { m_Message.AddStringUtf8(id, text); });
+}
+
 std::uint32_t CRpcMsgBuffer::AddMessage(const CRpcMsgBuffer& child) {
     return Guarded([&] { m_Message.AddMessage(child.m_Message); });
 }
@@ -336,6 +384,16 @@ std::uint32_t CRpcMsgBuffer::GetStringA(std::uint32_t id, std::uint32_t index, c
 std::uint32_t CRpcMsgBuffer::GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
                                         std::uint32_t capacity, std::uint32_t* outChars) const {
     return m_Message.GetStringW(id, index, buffer, capacity, outChars);
+}
+
+std::uint32_t CRpcMsgBuffer::GetStringUtf8(std::uint32_t id, std::uint32_t index,
+                                           std::string& out) const {
+    std::uint32_t code = Result::kFailure;
+    const std::uint32_t guard = Guarded([&] { code = m_Message.GetStringUtf8(id, index, out); });
+    if (guard == Result::kSuccess)
+        return code;
+    out.clear();
+    return guard;
 }
 
 std::uint32_t CRpcMsgBuffer::GetMessage(std::uint32_t id, std::uint32_t index,

@@ -10,12 +10,15 @@
 // Operations report by result code: 0xe0ff000e no such id or index, 0xe0ff0007 wrong type or
 // size, 0x20ff0000 success. A message belongs to one thread at a time.
 
-#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <span>
+#include <string>
 #include <string_view>
 #include <vector>
+
+#include "Framework/utilIPC/ipc_image_bytes.h"
 
 // Type tags of records.
 namespace ParamTag {
@@ -41,6 +44,8 @@ public:
     static constexpr std::uint32_t kHeaderSize = 12;
 
     explicit MsgBuffer(std::uint32_t id = 0);
+    // A message that begins in a room of its maker's, which must outlive it.
+    MsgBuffer(std::uint32_t id, std::span<std::uint8_t> room);
     MsgBuffer(const MsgBuffer&) = delete;
     MsgBuffer& operator=(const MsgBuffer&) = delete;
     virtual ~MsgBuffer() = default;
@@ -54,11 +59,13 @@ public:
     void AddUInt(std::uint32_t id, std::uint32_t value);
     void AddStringA(std::uint32_t id, const char* text, std::uint32_t chars);
     void AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t chars);
+    // The same record as AddStringW, from UTF-8.
+    void AddStringUtf8(std::uint32_t id, std::string_view text);
     // Copies the whole image of `child` in as one nested record; `child` may be this message.
     void AddMessage(const MsgBuffer& child);
 
     // Makes room for an image of that many bytes in all.
-    void Reserve(std::uint32_t size) { m_vecData.reserve(size); }
+    void Reserve(std::uint32_t size) { m_Image.Reserve(size); }
 
     // Begin and end a nested message that is written in place, without a child of its own. What is
     // appended between the two is inside it. OpenMessage gives what CloseMessage wants.
@@ -82,6 +89,9 @@ public:
     std::uint32_t GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
                              std::uint32_t capacity, std::uint32_t* outChars) const;
 
+    // Reads wide text as UTF-8; `out` is empty on failure.
+    std::uint32_t GetStringUtf8(std::uint32_t id, std::uint32_t index, std::string& out) const;
+
     // Copies at most `limit` characters of a narrow text, without a terminator.
     std::uint32_t GetPrefixA(std::uint32_t id, char* to, std::uint32_t limit) const;
 
@@ -90,8 +100,8 @@ public:
 
     // Root id, image and its size in bytes. The image moves when the message changes.
     std::uint32_t GetId() const;
-    const std::uint8_t* GetData() const { return m_vecData.data(); }
-    std::uint32_t GetSize() const { return static_cast<std::uint32_t>(m_vecData.size()); }
+    const std::uint8_t* GetData() const { return m_Image.Data(); }
+    std::uint32_t GetSize() const { return static_cast<std::uint32_t>(m_Image.Size()); }
 
     // All records by id, each id's in order of appearance; made on each call, for the decoders of
     // the tools. The reads above walk the image itself, which for the few records of a message is
@@ -100,15 +110,17 @@ public:
 
 private:
     std::uint8_t* AppendRecord(std::uint32_t id, std::uint32_t type, std::uint32_t length);
+    // Appends a wide text of that many units, terminated and otherwise without a value yet.
+    std::uint8_t* AppendUnits(std::uint32_t id, std::size_t units);
     void CountRecords();
     bool IsHidden(const ParamIndexEntry& entry) const;
     bool Find(std::uint32_t id, std::uint32_t index, ParamIndexEntry& entry) const;
 
     // Most messages of one command fit in here without a block of their own.
-    static constexpr std::size_t kInlineSize = 256;
-    using Image = boost::container::small_vector<std::uint8_t, kInlineSize>;
+    static constexpr std::size_t kOwnRoom = 896;
 
-    Image m_vecData;
+    std::uint8_t m_OwnRoom[kOwnRoom];
+    CImageBytes m_Image;
     // Payload offsets of appended records of tag 0, which are in the image and cannot be read.
     std::vector<std::uint32_t> m_vecHidden;
 };
@@ -117,6 +129,7 @@ private:
 class CRpcMsgBuffer {
 public:
     explicit CRpcMsgBuffer(std::uint32_t id = 0) : m_Message(id) {}
+    CRpcMsgBuffer(std::uint32_t id, std::span<std::uint8_t> room) : m_Message(id, room) {}
     virtual ~CRpcMsgBuffer() = default;
 
     std::uint32_t Reset(std::uint32_t id);
@@ -124,6 +137,7 @@ public:
     std::uint32_t AddUInt(std::uint32_t id, std::uint32_t value);
     std::uint32_t AddStringA(std::uint32_t id, const char* text, std::uint32_t chars);
     std::uint32_t AddStringW(std::uint32_t id, const wchar_t* text, std::uint32_t chars);
+    std::uint32_t AddStringUtf8(std::uint32_t id, std::string_view text);
     std::uint32_t AddMessage(const CRpcMsgBuffer& child);
     void Reserve(std::uint32_t size);
     std::uint32_t OpenMessage(std::uint32_t id, std::uint32_t* opened);
@@ -135,6 +149,7 @@ public:
                              std::uint32_t capacity, std::uint32_t* outChars) const;
     std::uint32_t GetStringW(std::uint32_t id, std::uint32_t index, wchar_t* buffer,
                              std::uint32_t capacity, std::uint32_t* outChars) const;
+    std::uint32_t GetStringUtf8(std::uint32_t id, std::uint32_t index, std::string& out) const;
     std::uint32_t GetPrefixA(std::uint32_t id, char* to, std::uint32_t limit) const {
         return m_Message.GetPrefixA(id, to, limit);
     }

@@ -5,6 +5,7 @@
 // Where a wide character has 16 bits the text moves as it is; where it has more, the conversion
 // happens here and nowhere else. Unpaired surrogates pass unchanged.
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -12,25 +13,28 @@
 
 namespace Wire {
 
+// All that this is built for is little-endian, so nothing is turned round on the way.
+static_assert(std::endian::native == std::endian::little);
+
 inline void StoreUInt32(std::uint8_t* at, std::uint32_t value) {
-    at[0] = static_cast<std::uint8_t>(value);
-    at[1] = static_cast<std::uint8_t>(value >> 8);
-    at[2] = static_cast<std::uint8_t>(value >> 16);
-    at[3] = static_cast<std::uint8_t>(value >> 24);
+    std::memcpy(at, &value, sizeof(value));
 }
 
 inline std::uint32_t LoadUInt32(const std::uint8_t* at) {
-    return static_cast<std::uint32_t>(at[0]) | static_cast<std::uint32_t>(at[1]) << 8 |
-           static_cast<std::uint32_t>(at[2]) << 16 | static_cast<std::uint32_t>(at[3]) << 24;
+    std::uint32_t value = 0;
+    std::memcpy(&value, at, sizeof(value));
+    return value;
 }
 
 inline std::uint32_t LoadUnit(const std::uint8_t* at) {
-    return static_cast<std::uint32_t>(at[0]) | static_cast<std::uint32_t>(at[1]) << 8;
+    std::uint16_t unit = 0;
+    std::memcpy(&unit, at, sizeof(unit));
+    return unit;
 }
 
 inline void StoreUnit(std::uint8_t* at, std::uint32_t unit) {
-    at[0] = static_cast<std::uint8_t>(unit);
-    at[1] = static_cast<std::uint8_t>(unit >> 8);
+    const auto value = static_cast<std::uint16_t>(unit);
+    std::memcpy(at, &value, sizeof(value));
 }
 
 constexpr bool kNativeUnits = sizeof(wchar_t) == 2;
@@ -86,6 +90,33 @@ inline std::size_t DecodePairs(const std::uint8_t* from, std::size_t units, wcha
 }
 
 }  // namespace Detail
+
+// ASCII is one unit for each byte: it needs no wide text in between.
+inline bool IsAscii(std::string_view text) {
+    unsigned char all = 0;
+    for (const char c : text) {
+        all = static_cast<unsigned char>(all | c);
+    }
+    return all < 0x80U;
+}
+
+inline void EncodeAscii(std::string_view text, std::uint8_t* to) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        StoreUnit(to + 2 * i, static_cast<unsigned char>(text[i]));
+    }
+}
+
+// Reads `units` units into as many bytes. False when they are not all ASCII; what stands in `to`
+// is then of no use.
+inline bool DecodeAscii(const std::uint8_t* from, std::size_t units, char* to) {
+    std::uint16_t all = 0;
+    for (std::size_t i = 0; i < units; ++i) {
+        const std::uint32_t unit = LoadUnit(from + 2 * i);
+        all = static_cast<std::uint16_t>(all | unit);
+        to[i] = static_cast<char>(unit);
+    }
+    return all < 0x80U;
+}
 
 // Number of UTF-16 units that the text takes.
 inline std::size_t CountUnits(std::wstring_view text) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Result.h"
@@ -20,7 +21,7 @@ constexpr std::uint32_t kManagerTimeout = 1000;
 constexpr std::uint32_t kTrackingIdSize = RpcMessages::kIdLength + 1;
 
 // Room for the records of a mail beside its text.
-constexpr std::uint32_t kMailFieldsSize = 128;
+constexpr std::uint32_t kMailFieldsSize = 160;
 
 // The kind of context that the client manager may give up, by its first characters.
 constexpr const char kContextKind[] = "00000003";
@@ -54,9 +55,35 @@ bool ReadMailResult(const CRpcDataHandleWrapper& report, std::uint32_t& verdict)
     return false;
 }
 
+// Where a mail goes.
+struct MailTarget {
+    std::uint32_t destId;
+    std::uint32_t mailId;
+    bool flag;
+};
+
+// Packs a mail into an empty message.
+std::uint32_t PackMail(const MailTarget& target, const std::string& text,
+                       CRpcDataHandleWrapper& mail) {
+    mail.Reserve(static_cast<std::uint32_t>(text.size()) * 2 + kMailFieldsSize);
+    mail.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, RPC_MSG_PRODUCT_DATA);
+    std::uint32_t opened = 0;
+    std::uint32_t result = mail.OpenMessage(RPC_MSG_PRODUCT_DATA, &opened);
+    if (Result::Failed(result))
+        return result;
+    result = mail.SetUtf8(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text);
+    mail.Set(ID_DATA_PRODUCTADAPTER_COMM_MAIL_FLAG, target.flag);
+    mail.Set(ID_DATA_PRODUCTADAPTER_COMM_PROCESS_ID, OuterClientPlatform::CurrentProcessId());
+    mail.Set(ID_DATA_PRODUCTADAPTER_COMM_THREAD_ID, OuterClientPlatform::CurrentThreadId());
+    mail.Set(ID_DATA_PRODUCTADAPTER_COMM_DEST_ID, target.destId);
+    mail.Set(ID_DATA_PRODUCTADAPTER_COMM_MAIL_ID, target.mailId);
+    mail.CloseMessage(opened);
+    return result;
+}
+
 // Takes the packed answer out of a report and gives the verdict, or 0xe0ff0007 at the first field
 // that is missing.
-std::uint32_t UnpackAnswer(const CRpcDataHandleWrapper& report, CRpcDataHandleWrapper& param) {
+std::uint32_t UnpackAnswer(const CRpcDataHandleWrapper& report, CRpcScopedMessage& param) {
     std::uint32_t verdict = 0;
     if (!ReadMailResult(report, verdict))
         return Result::kInvalidArgument;
@@ -65,7 +92,7 @@ std::uint32_t UnpackAnswer(const CRpcDataHandleWrapper& report, CRpcDataHandleWr
         WY_LOG_ERROR << L"get parameter ID_DATA_PRODUCTADAPTER_PACKER_PARAM failed";
         return Result::kInvalidArgument;
     }
-    if (report.Get(childId, &param) != Result::kSuccess) {
+    if (param.LoadChild(report, childId) != Result::kSuccess) {
         WY_LOG_ERROR << L"get parameter param_index failed, param_index=" << childId;
         return Result::kInvalidArgument;
     }
@@ -256,31 +283,30 @@ std::uint32_t CKrRpcClientHelper::ExecuteWithRenewal(CommandContext& context,
 std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
                                                          const JsonDocument& input,
                                                          JsonDocument& output, bool mailFlag) {
-    std::wstring text = input.ToCompactString();
+    std::string text = input.ToCompactUtf8();
     if (input.Status() == JsonDocument::kOutOfMemory)
         return Result::kOutOfMemory;
     std::uint32_t result = Result::kSuccess;
     {
-        CRpcDataHandleWrapper param(RPC_MSG_PRODUCT_DATA);
-        param.Reserve(TextLength(text) * 2 + kMailFieldsSize);
-        result = param.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text.c_str(), TextLength(text));
+        CRpcDataHandleWrapper mail(RPC_MSG_PRODUCT_DATA);
+        result = PackMail({destId, mailId, mailFlag}, text, mail);
         if (Result::Failed(result))
             return result;
-        text = std::wstring();
-        param.Set(ID_DATA_PRODUCTADAPTER_COMM_MAIL_FLAG, mailFlag);
-        result = SendMail2ProductPlugin(destId, mailId, param);
+        text = std::string();
+        CRpcScopedMessage answer;
+        result = SendMail2ProductPlugin(mail, answer);
         if (Result::Failed(result)) {
             WY_LOG_ERROR << L"executing command failed, err=" << WyHex{result};
             return result;
         }
-        const std::uint32_t code = param.Get(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text);
+        const std::uint32_t code = answer.GetUtf8(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text);
         if (Result::Failed(code)) {
             WY_LOG_ERROR << L"get parameter ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING failed, err="
                          << WyHex{code};
         }
     }
     // The message is gone by now, so that a large answer is not held beside its own document.
-    const std::uint32_t status = output.Parse(text);
+    const std::uint32_t status = output.ParseUtf8(text);
     WY_LOG_INFO << L"after invoking ParseJsonString, ret=" << status;
     if (status == JsonDocument::kOutOfMemory)
         return Result::kOutOfMemory;
@@ -289,10 +315,8 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, s
     return result;
 }
 
-std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
-                                                         CRpcDataHandleWrapper& param) {
-    const std::uint32_t processId = OuterClientPlatform::CurrentProcessId();
-    const std::uint32_t threadId = OuterClientPlatform::CurrentThreadId();
+std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(CRpcDataHandleWrapper& mail,
+                                                         CRpcScopedMessage& answer) {
     Exchange exchange;
     exchange.context.client = m_Context;
     exchange.context.uiCommandId = IPC_MSG_SEND_MAIL;
@@ -300,28 +324,18 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, s
     std::uint32_t result = NewTrackingId(exchange.context);
     if (Result::Failed(result))
         return result;
-    {
-        CRpcDataHandleWrapper outer(RPC_MSG_PRODUCT_DATA);
-        outer.Reserve(param.GetSize() + kMailFieldsSize);
-        outer.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, param.GetMsgId());
-        param.Set(ID_DATA_PRODUCTADAPTER_COMM_PROCESS_ID, processId);
-        param.Set(ID_DATA_PRODUCTADAPTER_COMM_THREAD_ID, threadId);
-        param.Set(ID_DATA_PRODUCTADAPTER_COMM_DEST_ID, destId);
-        param.Set(ID_DATA_PRODUCTADAPTER_COMM_MAIL_ID, mailId);
-        result = outer.Set(param);
-        if (Result::Failed(result))
-            return result;
-        exchange.Pack(outer);
-    }
-    WY_LOG_INFO << L"SendMail2ProductPlugin from outer process, process id=" << processId
-                << L", thread id=" << threadId;
+    mail.MoveTo(&exchange.context.hData);
+    WY_LOG_INFO << L"SendMail2ProductPlugin from outer process, process id="
+                << OuterClientPlatform::CurrentProcessId() << L", thread id="
+                << OuterClientPlatform::CurrentThreadId();
     result = ExecuteWithRenewal(exchange.context, nullptr, exchange.result);
     exchange.ReleaseRequest();
     if (Result::Failed(result)) {
         WY_LOG_ERROR << L"executing command failed, err=" << WyHex{result};
         return result;
     }
-    return UnpackAnswer(CRpcDataHandleWrapper(exchange.result.pReport), param);
+    const RpcDataHandle report = std::exchange(exchange.result.pReport, {});
+    return UnpackAnswer(CRpcDataHandleWrapper(report, kRpcAdopt), answer);
 }
 
 std::uint32_t CKrRpcClientHelper::RegisterProcess(const wchar_t* processName, EventEntry callback) {

@@ -61,9 +61,9 @@ public:
                                                 const JsonDocument& input, JsonDocument& output,
                                                 bool mailFlag);
 
-    // The inner form: `param` holds the packed input and receives the packed answer.
-    static std::uint32_t SendMail2ProductPlugin(std::uint32_t destId, std::uint32_t mailId,
-                                                CRpcDataHandleWrapper& param);
+    // The inner form: takes the packed mail and fills the packed answer.
+    static std::uint32_t SendMail2ProductPlugin(CRpcDataHandleWrapper& mail,
+                                                CRpcScopedMessage& answer);
 
     // Makes this process known to the service under a name and opens the way for events.
     //

@@ -60,15 +60,26 @@ bool FitsInto(const Json::Value& value, std::uint32_t levels) {
     return true;
 }
 
+// The writer keeps the text for itself and returns a copy: it is gone with this function.
 template <class Writer>
-std::wstring Write(const Json::Value& value) {
-    std::string text;
-    {
-        // The writer keeps the text for itself and returns a copy: drop it before widening.
-        Writer writer;
-        text = writer.write(value);
+std::string Write(const Json::Value& value) {
+    Writer writer;
+    return writer.write(value);
+}
+
+std::uint32_t Read(std::string_view text, std::uint32_t levels, Json::Value& value) {
+    // A text shorter than the limits cannot pass them. One that is as long can: the reader goes
+    // one level deeper to see that nothing follows the last bracket.
+    const std::size_t harmless = std::min<std::size_t>(levels, JsonText::kMaxNumberSize);
+    if (text.size() >= harmless && !JsonText::IsReadable(text, levels)) {
+        return JsonDocument::kBadArgument;
     }
-    return String::FromUtf8(text);
+    // Comments are not collected: the reader's time for that grows with the square of their
+    // number. The two-pointer form does not copy the text.
+    constexpr bool kCollectComments = false;
+    Json::Reader reader(Json::Features::all());
+    const bool read = reader.parse(text.data(), text.data() + text.size(), value, kCollectComments);
+    return read ? JsonDocument::kOk : JsonDocument::kBadArgument;
 }
 
 }  // namespace
@@ -355,29 +366,26 @@ std::uint32_t JsonDocument::Parse(const std::wstring& text) {
 }
 
 std::uint32_t JsonDocument::ParseText(std::wstring_view text) {
-    Replace([&](Json::Value& value) {
-        const std::string narrow = String::ToUtf8(text);
-        // A text shorter than the limits cannot pass them. One that is as long can: the reader goes
-        // one level deeper to see that nothing follows the last bracket.
-        const std::size_t harmless = std::min<std::size_t>(LevelsLeft(), JsonText::kMaxNumberSize);
-        if (narrow.size() >= harmless && !JsonText::IsReadable(narrow, LevelsLeft())) {
-            return kBadArgument;
-        }
-        const char* const begin = narrow.data();
-        // Comments are not collected: the reader's time for that grows with the square of their
-        // number. The two-pointer form does not copy the text.
-        constexpr bool kCollectComments = false;
-        Json::Reader reader(Json::Features::all());
-        return reader.parse(begin, begin + narrow.size(), value, kCollectComments) ? kOk
-                                                                                   : kBadArgument;
-    });
+    Replace([&](Json::Value& value) { return Read(String::ToUtf8(text), LevelsLeft(), value); });
+    return m_uiStatus;
+}
+
+std::uint32_t JsonDocument::ParseUtf8(std::string_view text) {
+    Replace([&](Json::Value& value) { return Read(text, LevelsLeft(), value); });
     return m_uiStatus;
 }
 
 std::wstring JsonDocument::ToCompactString() const {
+    return Reading(
+        [](const Json::Value& value) { return String::FromUtf8(Write<Json::FastWriter>(value)); });
+}
+
+std::string JsonDocument::ToCompactUtf8() const {
     return Reading([](const Json::Value& value) { return Write<Json::FastWriter>(value); });
 }
 
 std::wstring JsonDocument::ToStyledString() const {
-    return Reading([](const Json::Value& value) { return Write<Json::StyledWriter>(value); });
+    return Reading([](const Json::Value& value) {
+        return String::FromUtf8(Write<Json::StyledWriter>(value));
+    });
 }

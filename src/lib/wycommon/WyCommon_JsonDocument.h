@@ -102,10 +102,14 @@ public:
     // kBadArgument on bad text, and then the value is as it was, null in a new document.
     std::uint32_t Parse(const std::wstring& text);
     std::uint32_t Parse(const wchar_t* text);
+    // The same for UTF-8, the form that the JSON library reads, without a wide text in between.
+    std::uint32_t ParseUtf8(std::string_view text);
 
     // Compact text, one line with a final "\n", members in the order of their UTF-8 bytes. All that
     // is not ASCII is escaped. Empty only when memory ran out.
     std::wstring ToCompactString() const;
+    // The same as the JSON library writes it.
+    std::string ToCompactUtf8() const;
     // Text for people: right margin 74, indentation 3. A key is cut at an embedded NUL.
     std::wstring ToStyledString() const;
 

@@ -163,23 +163,18 @@ TEST(IpcOutOfMemory, read_of_a_child_fails_and_leaves_the_output_empty) {
             EXPECT_EQ(code, kFailure);
             EXPECT_EQ(message.GetSize(), 0U);
         });
-    EXPECT_GT(needed, 2);
+    EXPECT_EQ(needed, 2);  // the child and its image
 }
 
 TEST(IpcOutOfMemory, creation_reports_it_and_leaves_the_handle_empty) {
-    for (int granted = 0; granted < 2; ++granted) {
-        RpcDataHandle handle;
-        std::uint32_t code = 0;
-        bool refused = false;
-        {
-            const FailAllocations failure(static_cast<std::size_t>(granted));
-            code = RpcDataCreate(5, &handle);
-            refused = failure.Happened();
-        }
-        ASSERT_TRUE(refused) << granted;
-        EXPECT_EQ(code, kOutOfMemory) << granted;
-        EXPECT_EQ(handle.pHolder, nullptr) << granted;
+    RpcDataHandle handle;
+    std::uint32_t code = 0;
+    {
+        const FailAllocations failure(0);
+        code = RpcDataCreate(5, &handle);
     }
+    EXPECT_EQ(code, kOutOfMemory);
+    EXPECT_EQ(handle.pHolder, nullptr);
 }
 
 TEST(IpcOutOfMemory, wrapper_whose_creation_failed_is_empty_and_fails_every_call) {
@@ -328,6 +323,88 @@ TEST(HostileImage, hundred_thousand_records_of_different_ids_cost_memory_by_the_
     EXPECT_LT(meter.Bytes(), kRecords * 256ULL);
     std::uint32_t value = 0;
     EXPECT_EQ(message.Get((kRecords - 1) * 7919, &value), 0xe0ff0007U);
+}
+
+TEST(IpcOutOfMemory, utf8_text_reports_it_and_leaves_message_and_output) {
+    CRpcDataHandleWrapper message(1U);
+    Load(message, LargeImage());
+    const std::string plain(3000, 'x');
+    const std::string other = plain + "\xc3\xb6";
+    for (const std::string& text : {plain, other}) {
+        const FailAllocations failure(0);
+        EXPECT_EQ(message.SetUtf8(5, text), kOutOfMemory);
+    }
+    EXPECT_TRUE(ToHex(message.GetData(), message.GetSize()) == ToHex(LargeImage()));
+
+    for (const std::string& text : {plain, other}) {
+        CRpcDataHandleWrapper source(1U);
+        ASSERT_EQ(source.SetUtf8(5, text), kSuccess);
+        for (std::size_t granted = 0;; ++granted) {
+            std::string out;
+            std::uint32_t code = 0;
+            bool refused = false;
+            {
+                const FailAllocations failure(granted);
+                code = source.GetUtf8(5, out);
+                refused = failure.Happened();
+            }
+            EXPECT_EQ(code, refused ? kOutOfMemory : kSuccess) << granted;
+            EXPECT_EQ(out, refused ? std::string() : text) << granted;
+            if (!refused) {
+                EXPECT_GT(granted, 0U);
+                break;
+            }
+        }
+    }
+}
+
+TEST(ScopedMessage, typical_message_allocates_nothing) {
+    const std::string text(1500, 'x');
+    CRpcDataHandleWrapper parent(1U);
+    {
+        CRpcDataHandleWrapper child(2U);
+        child.Set(3, text);
+        parent.Set(child);
+    }
+    const AllocationMeter meter;
+    CRpcScopedMessage message(5);
+    message.Set(1, text.data(), static_cast<std::uint32_t>(text.size()));
+    CRpcScopedMessage loaded;
+    loaded.Load(parent.GetData(), parent.GetSize());
+    loaded.LoadChild(parent, 2);
+    EXPECT_EQ(meter.Count(), 0U);
+}
+
+TEST(ScopedMessage, child_without_memory_is_a_failure) {
+    CRpcDataHandleWrapper parent(1U);
+    CRpcDataHandleWrapper child(2U);
+    child.Set(3, std::string(5000, 'x'));
+    parent.Set(child);
+    CRpcScopedMessage loaded;
+    {
+        const FailAllocations failure(0);
+        EXPECT_EQ(loaded.LoadChild(parent, 2), kFailure);
+        EXPECT_TRUE(failure.Happened());
+    }
+    EXPECT_EQ(loaded.GetSize(), 12U);
+}
+
+TEST(RpcDataHandle, message_of_up_to_a_kilobyte_costs_one_allocation) {
+    const std::string text(800, 'x');
+    const AllocationMeter meter;
+    CRpcDataHandleWrapper message(1U);
+    message.Set(2, text.data(), static_cast<std::uint32_t>(text.size()));
+    EXPECT_EQ(meter.Count(), 1U);
+}
+
+TEST(IpcMsgBuffer, typical_request_in_a_room_allocates_nothing) {
+    std::uint8_t room[2048];
+    const Bytes bytes(900, 1);
+    const AllocationMeter meter;
+    CIPCMsgBuffer buffer(room);
+    buffer << 1U << 2U;
+    buffer.WriteBytes(bytes.data(), 900);
+    EXPECT_EQ(meter.Count(), 0U);
 }
 
 }  // namespace

@@ -365,4 +365,50 @@ TEST(IpcMsgBuffer, every_truncation_of_a_handle_raises_out_of_range) {
     }
 }
 
+// ---- an owner that begins in a room
+
+TEST(AccBuffer, owner_in_a_room_has_no_storage_until_it_is_written) {
+    std::uint8_t room[8];
+    CAccBuffer buffer(1024, room);
+    EXPECT_EQ(buffer.GetData(), nullptr);
+    EXPECT_EQ(buffer.GetCapacity(), 0U);
+    buffer.Write("x", 0);
+    EXPECT_EQ(buffer.GetData(), nullptr);
+    buffer.Write("01234567", 8);
+    EXPECT_EQ(buffer.GetData(), room);
+    EXPECT_EQ(buffer.GetCapacity(), 8U);
+}
+
+TEST(AccBuffer, owner_leaves_its_room_when_it_outgrows_it) {
+    std::uint8_t room[4];
+    CAccBuffer buffer(16, room);
+    buffer.Write("abc", 3);
+    buffer.Write("de", 2);
+    EXPECT_NE(buffer.GetData(), room);
+    EXPECT_EQ(buffer.GetCapacity(), 16U);
+    EXPECT_EQ(Content(buffer), "61 62 63 64 65");
+    buffer.Write("0123456789abcdef", 16);
+    EXPECT_EQ(buffer.GetLength(), 21U);
+}
+
+TEST(AccBuffer, first_write_larger_than_the_room_goes_past_it) {
+    std::uint8_t room[4];
+    CAccBuffer buffer(16, room);
+    buffer.Write("abcde", 5);
+    EXPECT_NE(buffer.GetData(), room);
+    EXPECT_EQ(Content(buffer), "61 62 63 64 65");
+}
+
+TEST(IpcMsgBuffer, envelope_in_a_room_reads_back_and_is_invalid_until_written) {
+    std::uint8_t room[32];
+    CIPCMsgBuffer buffer(room);
+    std::uint32_t value = 0;
+    EXPECT_EQ(CodeOf([&] { buffer >> value; }), kInvalidBuffer);
+    buffer << 5U << L"ab";
+    buffer >> value;
+    EXPECT_EQ(value, 5U);
+    EXPECT_EQ(buffer.GetData(), room);
+    EXPECT_EQ(Content(buffer), "05 00 00 00 06 00 00 00 61 00 62 00 00 00");
+}
+
 }  // namespace

@@ -157,10 +157,11 @@ TEST_F(Mail, negative_verdict_is_the_result_and_the_answer_is_not_read) {
 TEST_F(Mail, negative_verdict_leaves_the_packed_answer_to_the_inner_form) {
     Service().PushReply(MailReply{.json = L"{\"a\":1}", .verdict = 0xe0ff000e}.Encode());
     Helper helper;
-    CRpcDataHandleWrapper param(RPC_MSG_PRODUCT_DATA);
-    EXPECT_EQ(helper.SendMail2ProductPlugin(0x4e0009, 5, param), 0xe0ff000eU);
+    CRpcDataHandleWrapper mail(RPC_MSG_PRODUCT_DATA);
+    CRpcScopedMessage answer;
+    EXPECT_EQ(helper.SendMail2ProductPlugin(mail, answer), 0xe0ff000eU);
     std::wstring json;
-    EXPECT_EQ(param.Get(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, json), kSuccess);
+    EXPECT_EQ(answer.Get(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, json), kSuccess);
     EXPECT_EQ(json, L"{\"a\":1}");
 }
 

@@ -402,4 +402,43 @@ TEST(JsonParse, every_prefix_of_a_text_is_taken_or_refused_quietly) {
     EXPECT_EQ(JsonDocument().Parse(text), kOk);
 }
 
+TEST(JsonDocument, compact_utf8_is_the_compact_text) {
+    JsonDocument document;
+    ASSERT_EQ(document.Parse(L"{\"b\":\"Gr\u00f6\u00dfe\",\"a\":[1,null]}"), JsonDocument::kOk);
+    EXPECT_EQ(document.ToCompactUtf8(), "{\"a\":[1,null],\"b\":\"Gr\\u00f6\\u00dfe\"}\n");
+    EXPECT_EQ(document.Status(), JsonDocument::kOk);
+    EXPECT_EQ(document[L"a"].ToCompactUtf8(), "[1,null]\n");
+}
+
+TEST(JsonParse, utf8_is_taken_and_refused_like_wide_text) {
+    const struct {
+        std::string utf8;
+        std::wstring wide;
+    } rows[] = {
+        {"{\"a\":1}", L"{\"a\":1}"},
+        {"/*c*/ 5 rest", L"/*c*/ 5 rest"},
+        {"\"Gr\xc3\xb6\xc3\x9f"
+         "e \xf0\x9f\x98\x80\"",
+         L"\"Gr\u00f6\u00dfe \U0001f600\""},
+        {std::string("\"a\0b\"", 5), std::wstring(L"\"a\0b\"", 5)},
+        {"{\"a\":", L"{\"a\":"},
+        {"", L""},
+        {std::string(5000, '['), std::wstring(5000, L'[')},
+        {std::string(5000, '9'), std::wstring(5000, L'9')},
+    };
+    for (const auto& row : rows) {
+        JsonDocument narrow;
+        JsonDocument wide;
+        EXPECT_EQ(narrow.ParseUtf8(row.utf8), wide.Parse(row.wide)) << row.utf8;
+        EXPECT_EQ(narrow.Status(), wide.Status()) << row.utf8;
+        EXPECT_EQ(narrow.ToStyledString(), wide.ToStyledString()) << row.utf8;
+    }
+}
+
+TEST(JsonParse, malformed_utf8_reads_as_replacement_characters) {
+    JsonDocument document;
+    ASSERT_EQ(document.ParseUtf8("[\"a\xff\"]"), JsonDocument::kOk);
+    EXPECT_EQ(document[std::uint32_t{0}].AsString(), L"a\ufffd");
+}
+
 }  // namespace

@@ -53,6 +53,20 @@ TEST(JsonMemory, parse_reports_and_leaves_the_value) {
                        [](JsonDocument& document) { return document.Parse(kText); });
 }
 
+TEST(JsonMemory, parse_of_utf8_reports_and_leaves_the_value) {
+    const std::string text(kText.begin(), kText.end());
+    FailEachAllocation(L"{\"old\":1}",
+                       [&text](JsonDocument& document) { return document.ParseUtf8(text); });
+}
+
+TEST(JsonMemory, compact_utf8_reports_and_is_empty) {
+    FailEachAllocation(kText, [](JsonDocument& document) {
+        const std::string written = document.ToCompactUtf8();
+        EXPECT_EQ(written.empty(), document.Status() != kOk);
+        return document.Status();
+    });
+}
+
 TEST(JsonMemory, compact_text_reports_and_is_empty) {
     FailEachAllocation(kText, [](JsonDocument& document) {
         const std::wstring written = document.ToCompactString();
