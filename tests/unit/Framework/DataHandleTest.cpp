@@ -151,6 +151,23 @@ TEST(RpcDataHandle, clone_is_independent_of_its_source) {
     EXPECT_EQ(id, 0x20U);
 }
 
+TEST(RpcDataHandle, clone_is_parsed_anew_so_that_it_reads_the_record_of_tag_0) {
+    // A message of type 0 nested in another is in the image and not in the index.
+    const Bytes child = FromHex("33 00 00 00 00 00 00 00 00 00 00 00");
+    CRpcDataHandleWrapper untyped;
+    ASSERT_EQ(untyped.Load(child.data(), 12), kSuccess);
+    CRpcDataHandleWrapper source(1U);
+    ASSERT_EQ(source.Set(untyped), kSuccess);
+    std::uint32_t value = 77;
+    EXPECT_EQ(source.Get(0x33, &value), kAbsent);
+    Handle copy;
+    ASSERT_EQ(source.CloneTo(&copy), kSuccess);
+    const CRpcDataHandleWrapper cloned(static_cast<RpcDataHandle>(copy));
+    EXPECT_EQ(Image(cloned), Image(source));
+    EXPECT_EQ(cloned.Get(0x33, &value), kInvalid);
+    EXPECT_EQ(value, 77U);
+}
+
 TEST(RpcDataHandle, clone_into_its_own_source_keeps_the_message) {
     Handle handle;
     ASSERT_EQ(RpcDataCreate(3, &handle), kSuccess);
@@ -534,49 +551,6 @@ TEST(RpcDataHandleWrapper, structure_of_three_levels_reads_back_as_it_was_built)
     EXPECT_EQ(name, L"client");
     ASSERT_EQ(read.Get(0x10003, &read), kSuccess);
     EXPECT_EQ(UInt(read, 0x2089b), 1158U);
-}
-
-// ---- messages nested in place
-
-TEST(RpcNestedMessage, image_is_that_of_a_child_that_was_set) {
-    CRpcDataHandleWrapper child(2U);
-    child.Set(20, std::uint32_t{200});
-    CRpcDataHandleWrapper grandchild(3U);
-    grandchild.Set(30, L"text");
-    child.Set(grandchild);
-    CRpcDataHandleWrapper copied(1U);
-    copied.Set(10, std::uint32_t{100});
-    copied.Set(child);
-    copied.Set(11, std::uint32_t{110});
-
-    CRpcDataHandleWrapper inPlace(1U);
-    inPlace.Set(10, std::uint32_t{100});
-    {
-        const CRpcNestedMessage outer(inPlace, 2);
-        inPlace.Set(20, std::uint32_t{200});
-        const CRpcNestedMessage inner(inPlace, 3);
-        inPlace.Set(30, L"text");
-    }
-    inPlace.Set(11, std::uint32_t{110});
-    EXPECT_EQ(Image(inPlace), Image(copied));
-    CRpcDataHandleWrapper read;
-    ASSERT_EQ(inPlace.Get(2, &read), kSuccess);
-    EXPECT_EQ(UInt(read, 20), 200U);
-}
-
-TEST(RpcNestedMessage, empty_scope_makes_an_empty_child) {
-    CRpcDataHandleWrapper parent(1U);
-    { const CRpcNestedMessage nested(parent, 2); }
-    EXPECT_EQ(Image(parent), Hex("01 00 00 00  64 00 00 00  0c 00 00 00"
-                                 "02 00 00 00  64 00 00 00  00 00 00 00"));
-}
-
-TEST(RpcNestedMessage, empty_wrapper_takes_none) {
-    CRpcDataHandleWrapper empty{RpcDataHandle{}};
-    { const CRpcNestedMessage nested(empty, 2); }
-    std::uint32_t opened = 0;
-    EXPECT_EQ(empty.OpenMessage(2, &opened), kFailure);
-    EXPECT_EQ(empty.GetSize(), 0U);
 }
 
 TEST(RpcDataHandleWrapper, room_made_beforehand_changes_nothing) {
