@@ -85,9 +85,11 @@ std::uint32_t CRpcClientManager::StartRPCServer() {
             WY_LOG_ERROR << L"Cannot new CRPCServerHelper";
             return Result::kNoCallbackServer;
         }
+        m_bIdRefused = false;
         server->RegisterHandler(this);
-        // A handler that did not come in must not be taken out: that waits for ever.
-        if (!m_bIdGiven)
+        // A handler that did not come in must not be taken out: that waits for ever. A helper
+        // without a server takes nothing in or out, and stays.
+        if (m_bIdRefused)
             return Result::kNoCallbackServer;
         m_pServerHelper = server.release();
     } catch (const OS::CException& error) {
@@ -213,10 +215,10 @@ bool CRpcClientManager::GetMsgID(std::uint32_t** ids, std::uint32_t* count) {
     *ids = new (std::nothrow) std::uint32_t[1]{CIPCRequestDispatcher::kDefaultHandlerId};
     if (*ids == nullptr) {
         WY_LOG_ERROR << L"GetMsgID() new failed ";
+        m_bIdRefused = true;
         return false;
     }
     *count = 1;
-    m_bIdGiven = true;
     return true;
 }
 

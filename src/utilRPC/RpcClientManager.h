@@ -67,7 +67,7 @@ private:
     void* m_pPluginOrg;
     std::uint32_t m_uiTimeout;
     CRPCServerHelper* m_pServerHelper = nullptr;
-    bool m_bIdGiven = false;  // the dispatcher knows this handler
+    bool m_bIdRefused = false;  // the dispatcher asked for the id and got none
 };
 
 // Written by the product client helper alone; null when there is no manager.

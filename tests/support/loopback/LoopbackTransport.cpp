@@ -18,6 +18,7 @@ namespace Loopback {
 namespace {
 
 constexpr std::uint32_t kSendRequestLine = 105;
+constexpr std::uint32_t kInvalidBinding = 1702;
 
 // All endpoints of the process. Endpoints of the server stay, as on the platform; whether the
 // interface is registered decides if they answer.
@@ -29,6 +30,8 @@ struct Exchange {
     std::set<std::wstring> serverEndpoints;
     bool serverRegistered = false;
     int runningServerCalls = 0;
+    std::optional<Operation> refused;
+    std::uint32_t refusalCode = 0;
 };
 
 Exchange& TheExchange() {
@@ -58,6 +61,13 @@ private:
     throw OS::CException(status, L"rpc_client", kSendRequestLine);
 }
 
+void MayRefuse(Operation operation) {
+    Exchange& exchange = TheExchange();
+    const std::lock_guard lock(exchange.mutex);
+    if (exchange.refused == operation)
+        throw OS::CException(exchange.refusalCode, L"platform.cpp", 7);
+}
+
 Bytes CallServer(const Bytes& request) {
     std::int32_t size = 0;
     std::uint8_t* block = nullptr;
@@ -71,6 +81,19 @@ Bytes CallServer(const Bytes& request) {
 }
 
 }  // namespace
+
+Refusal::Refusal(Operation operation, std::uint32_t code) {
+    Exchange& exchange = TheExchange();
+    const std::lock_guard lock(exchange.mutex);
+    exchange.refused = operation;
+    exchange.refusalCode = code;
+}
+
+Refusal::~Refusal() {
+    Exchange& exchange = TheExchange();
+    const std::lock_guard lock(exchange.mutex);
+    exchange.refused.reset();
+}
 
 Endpoint::Endpoint(std::wstring name, Service service) : m_strName(std::move(name)) {
     Exchange& exchange = TheExchange();
@@ -119,6 +142,7 @@ Bytes Send(const std::wstring& name, const Bytes& request) {
 }  // namespace Loopback
 
 void CRPCClient::Create(const CComponentID& component, const CIPCParameter& parameter) {
+    Loopback::MayRefuse(Loopback::Operation::kClientCreate);
     m_Parameter = static_cast<const CRPCClientParameter&>(parameter);
     const std::wstring endpoint = RpcProtocol::FormEndpoint(component, m_Parameter.GetProtocol());
     m_hBinding = new std::wstring(endpoint);
@@ -128,11 +152,14 @@ void CRPCClient::Destroy() {
     delete static_cast<std::wstring*>(m_hBinding);
     m_hBinding = nullptr;
     m_pszStringBinding = nullptr;
+    Loopback::MayRefuse(Loopback::Operation::kClientDestroy);
 }
 
 void CRPCClient::SendRequest(CIPCMsgBuffer& in, CIPCMsgBuffer& out, std::uint32_t) {
     if (in.GetLength() < 1)
         return;
+    if (m_hBinding == nullptr)
+        Loopback::Raise(Loopback::kInvalidBinding);
     const Loopback::Bytes request(in.GetData(), in.GetData() + in.GetLength());
     const Loopback::Bytes reply =
         Loopback::Send(*static_cast<const std::wstring*>(m_hBinding), request);
@@ -141,6 +168,7 @@ void CRPCClient::SendRequest(CIPCMsgBuffer& in, CIPCMsgBuffer& out, std::uint32_
 }
 
 std::uint32_t CRPCServer::Create(const CComponentID& component, const CIPCParameter& parameter) {
+    Loopback::MayRefuse(Loopback::Operation::kServerCreate);
     m_ComponentID = component;
     m_Parameter = static_cast<const CRPCServerParameter&>(parameter);
     {
@@ -153,6 +181,7 @@ std::uint32_t CRPCServer::Create(const CComponentID& component, const CIPCParame
 }
 
 void CRPCServer::AddNewEndpoint(const CComponentID& component) {
+    Loopback::MayRefuse(Loopback::Operation::kServerEndpoint);
     Loopback::Exchange& exchange = Loopback::TheExchange();
     const std::lock_guard lock(exchange.mutex);
     exchange.serverEndpoints.insert(RpcProtocol::FormEndpoint(component, GetProtocol()));
@@ -163,6 +192,8 @@ void CRPCServer::Shutdown(std::uint32_t) {
     std::unique_lock lock(exchange.mutex);
     exchange.serverRegistered = false;
     exchange.idle.wait(lock, [&] { return exchange.runningServerCalls == 0; });
+    lock.unlock();
+    Loopback::MayRefuse(Loopback::Operation::kServerShutdown);
 }
 
 IdlServerHelper::WorkerThreadScope::WorkerThreadScope() : m_bInitialized(false) {}

@@ -36,6 +36,24 @@ private:
 // True when the process's server, or a test service, has this endpoint.
 bool IsOpen(const std::wstring& name);
 
+// The operations of the platform half that a test can have raise.
+enum class Operation {
+    kClientCreate,
+    kClientDestroy,
+    kServerCreate,
+    kServerEndpoint,
+    kServerShutdown,
+};
+
+// While it lives, the operation raises OS::CException(code, L"platform.cpp", 7). One at a time.
+class Refusal {
+public:
+    Refusal(Operation operation, std::uint32_t code);
+    Refusal(const Refusal&) = delete;
+    Refusal& operator=(const Refusal&) = delete;
+    ~Refusal();
+};
+
 // Sends one request to an endpoint, as a peer of the process would. Raises OS::CException with
 // kServerUnavailable when nobody is there.
 Bytes Send(const std::wstring& name, const Bytes& request);

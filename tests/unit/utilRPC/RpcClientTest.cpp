@@ -4,11 +4,13 @@
 
 #include <string>
 
+#include "support/HexBytes.h"
 #include "support/LogRecorder.h"
 #include "utilRPC/rpc_EndpointMap.h"
 
 using KrCommon::LogLevel::kInformation;
 using test_support::LogRecorder;
+using test_support::ToHex;
 
 namespace {
 
@@ -76,6 +78,9 @@ TEST(RpcClientHelper, failure_is_appended_to_what_the_answer_held) {
     EXPECT_EQ(before, 7U);
     EXPECT_EQ(marker, 2U);
     EXPECT_EQ(code, 1722U);
+    // The text is the status in decimal, as a wide string item.
+    EXPECT_EQ(ToHex(out.GetReadPtr(), out.GetRemaining()),
+              "0a 00 00 00 31 00 37 00 32 00 32 00 00 00");
 }
 
 TEST(RpcClient, destruction_twice_is_one) {

@@ -266,6 +266,30 @@ TEST(RpcServerHelper, without_a_server_handlers_are_not_registered_and_nothing_h
     EXPECT_EQ(Call(name), kEcho77);
 }
 
+// Raises when it is asked for its ids, and serves none.
+class RaisingHandler : public CIPCServerRequestCallback {
+public:
+    bool GetMsgID(std::uint32_t**, std::uint32_t*) override {
+        throw OS::CException(0x803, L"handler.cpp", 1);
+    }
+    void operator()(std::uint32_t, CIPCMsgBuffer&, CIPCMsgBuffer&) override {}
+    void FreeMsgID(std::uint32_t*) override {}
+};
+
+TEST(RpcServerHelper, handler_that_raises_is_logged_and_goes_no_further) {
+    CRPCServerHelper helper(Id(Unique(L"raisinghandler")), 1000, kLocal);
+    RaisingHandler handler;
+    const LogRecorder log;
+    EXPECT_NO_THROW(helper.RegisterHandler(&handler));
+    EXPECT_TRUE(log.Has(kError,
+                        L"utilRPC: [ERROR] CRPCServerHelper::RegisterHandler(), error code: 0x803, "
+                        L"error msg:2051"));
+    EXPECT_NO_THROW(helper.UnRegisterHandler(&handler));
+    EXPECT_TRUE(log.Has(kError,
+                        L"utilRPC: [ERROR] CRPCServerHelper::UnRegisterHandler(), error code: "
+                        L"0x803, error msg:2051"));
+}
+
 // ---- the routine behind the interface
 
 TEST(ServerRoutine, request_without_a_server_gets_an_empty_reply) {
