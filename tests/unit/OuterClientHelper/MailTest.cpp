@@ -152,6 +152,7 @@ TEST_F(Mail, negative_verdict_is_the_result_and_the_answer_is_not_read) {
     EXPECT_EQ(output.ToCompactString(), L"{\"before\":1}\n");
     EXPECT_TRUE(
         log.Has(kError, L"OuterClientHelper: [ERROR] executing command failed, err=0xe0ff000e"));
+    EXPECT_EQ(log.CountContaining(L"executing command failed"), 1U);
 }
 
 TEST_F(Mail, negative_verdict_leaves_the_packed_answer_to_the_inner_form) {
@@ -209,9 +210,25 @@ TEST_F(Mail, answer_that_is_no_json_keeps_the_verdict_and_empties_the_output) {
     for (const wchar_t* text : {L"{", L"", L"no json"}) {
         Service().PushReply(MailReply{.json = text}.Encode());
         JsonDocument output = Document(L"{\"before\":1}");
+        const LogRecorder log;
         EXPECT_EQ(Send(output), kSuccess);
         EXPECT_TRUE(output.isNull());
+        EXPECT_TRUE(log.Has(kInformation,
+                            L"OuterClientHelper: [INFO] after invoking ParseJsonString, ret=87"));
     }
+}
+
+TEST_F(Mail, child_of_the_answer_may_have_any_message_id) {
+    CRpcDataHandleWrapper param(0x4711U);
+    param.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, L"{\"a\":1}");
+    CRpcDataHandleWrapper report(RPC_MSG_PRODUCT_DATA);
+    report.Set(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, std::uint32_t{7});
+    report.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, std::uint32_t{0x4711});
+    report.Set(param);
+    Service().PushReply(ResultEnvelope(202, "", kSuccess, report));
+    JsonDocument output;
+    EXPECT_EQ(Send(output), 7U);
+    EXPECT_EQ(output.ToCompactString(), L"{\"a\":1}\n");
 }
 
 TEST_F(Mail, answer_with_a_report_of_another_kind_is_invalid) {
@@ -247,7 +264,8 @@ TEST_F(Mail, failure_of_the_service_is_the_result_and_the_output_stays) {
     const LogRecorder log;
     EXPECT_EQ(Send(output), 0xe0010005U);
     EXPECT_EQ(output.ToCompactString(), L"{\"before\":1}\n");
-    EXPECT_GE(log.CountContaining(L": [ERROR] executing command failed, err=0xe0010005"), 1U);
+    // Once by the inner form, which knows the command, and once by the outer.
+    EXPECT_EQ(log.CountContaining(L": [ERROR] executing command failed, err=0xe0010005"), 2U);
 }
 
 TEST_F(Mail, empty_answer_is_a_malformed_reply) {
@@ -295,6 +313,9 @@ TEST_F(Mail, callbacks_of_a_tracking_id_are_erased_by_command_0) {
     EXPECT_EQ(requests[0].flag, 1);
     EXPECT_EQ(requests[0].trackingId, golden::kTrackingId);
     EXPECT_EQ(log.CountContaining(L"0x20ff0000"), 2U);
+    EXPECT_TRUE(
+        log.Has(kInformation,
+                L"OuterClientHelper: [INFO] EraseAllCallbackOfTrackingID, result=0x20ff0000"));
 }
 
 TEST_F(Mail, record_of_an_unknown_tracking_id_is_told_after_the_service_was) {

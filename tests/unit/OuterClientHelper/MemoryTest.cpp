@@ -95,6 +95,29 @@ TEST_F(HelperMemory, event_is_answered_with_a_code_at_each_allocation) {
     EXPECT_EQ(session.UnregisterProcess(), kSuccess);
 }
 
+TEST_F(HelperMemory, registration_fails_cleanly_at_each_allocation) {
+    std::size_t granted = 0;
+    for (bool refused = true; refused; ++granted) {
+        ASSERT_LT(granted, 500U);
+        Helper session;
+        {
+            const FailAllocations failure(granted, FailAllocations::Mode::kOnce);
+            try {
+                const std::uint32_t code = session.RegisterProcess(L"WyConsole", TakeEvent);
+                EXPECT_TRUE(IsStated(code)) << std::hex << code << std::dec << " at " << granted;
+            } catch (const std::bad_alloc&) {
+            }
+            refused = failure.Happened();
+        }
+        EXPECT_EQ(session.UnregisterProcess(), kSuccess) << granted;
+        Service().TakeRequests();
+    }
+    EXPECT_GT(granted, 10U);
+    Helper session;
+    EXPECT_EQ(session.RegisterProcess(L"WyConsole", TakeEvent), kSuccess);
+    EXPECT_EQ(session.UnregisterProcess(), kSuccess);
+}
+
 TEST_F(HelperMemory, call_after_a_session_fails_cleanly_at_each_allocation) {
     // From the first session on, the end of each call tells the service about its tracking id.
     {

@@ -213,7 +213,8 @@ TEST_F(Registration, callback_that_raises_is_logged_and_the_next_event_comes) {
     const LogRecorder log;
     EXPECT_EQ(EventAnswer(DeliverEvent(L"{}")).code, 0xe0ff001eU);
     EXPECT_EQ(EventAnswer(DeliverEvent(L"{}")).code, 0xe0ff001eU);
-    EXPECT_EQ(log.CountContaining(L"raised by an event"), 2U);
+    EXPECT_EQ(
+        log.CountContaining(L": [ERROR] The event could not be delivered: raised by an event"), 2U);
 }
 
 // ---- taking it back
@@ -351,6 +352,42 @@ TEST_F(Registration, reconnection_fails_while_the_service_is_away_and_then_regis
     // Events come again, under the new key.
     EXPECT_EQ(EventAnswer(DeliverEvent(L"{\"eventId\":1}")).code, kSuccess);
     EXPECT_EQ(s_Events.size(), 1U);
+}
+
+TEST_F(Registration, reconnection_uses_the_name_of_the_last_registration_that_got_through) {
+    ASSERT_EQ(Register(), kSuccess);
+    OuterClientReconnect session(*m_pHelper);
+    m_pHelper->UnregisterProcess();
+    m_pHelper->UninitProduct();
+    m_pHelper->InitProduct(0, L"x");
+    Service().PushReply(MailReply{.verdict = 0xe0ff000e}.Encode());
+    EXPECT_EQ(m_pHelper->RegisterProcess(L"Refused", TakeEvent), 0xe0ff000eU);
+    Service().TakeRequests();
+    EXPECT_TRUE(session.TryReconnect());
+    const std::vector<Request> requests = Requests();
+    ASSERT_FALSE(requests.empty());
+    EXPECT_EQ(requests.back().id, 8274U);
+    EXPECT_EQ(requests.back().clientName, L"WyConsole");
+}
+
+TEST_F(Registration, reconnection_after_the_end_of_the_registration_is_not_through) {
+    ASSERT_EQ(Register(), kSuccess);
+    OuterClientReconnect session(*m_pHelper);
+    ASSERT_EQ(m_pHelper->UnregisterProcess(), kSuccess);
+    Service().TakeRequests();
+    // There is no callback any more to register with.
+    EXPECT_FALSE(session.TryReconnect());
+    for (const Request& request : Requests()) {
+        EXPECT_NE(request.id, 8274U);
+    }
+}
+
+TEST_F(Registration, callback_of_a_registration_that_failed_is_the_one_that_is_kept) {
+    Service().PushReply(FailureReply(5));
+    ASSERT_EQ(Register(ChangeEvent), 0xe0010005U);
+    OuterClientReconnect session(*m_pHelper);
+    EXPECT_TRUE(session.TryReconnect());
+    EXPECT_EQ(EventAnswer(DeliverEvent(L"{\"a\":1}")).json, L"{\"a\":1,\"seen\":1}\n");
 }
 
 TEST_F(Registration, reconnection_that_the_service_refuses_is_not_through) {

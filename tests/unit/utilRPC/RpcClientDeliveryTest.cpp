@@ -239,6 +239,37 @@ TEST(RpcClientManagerLife, construction_is_logged_with_the_plugin_pointer) {
     EXPECT_EQ(log.CountContaining(L": [ERROR] "), 0U);
 }
 
+TEST(RpcClientManagerLife, manager_with_a_plugin_origin_sends_nothing) {
+    ScriptedService service;
+    service.SetReply(ResultReply(kSuccess));
+    const LogRecorder log;
+    CRpcClientManager manager(reinterpret_cast<void*>(std::uintptr_t{0x1234}), 1000);
+    EXPECT_TRUE(log.Has(kInformation, L"utilRPC: [INFO] Constructor, PluginOrg : 0x1234"));
+    g_pRpcClientManager = &manager;
+    CommandContext context{};
+    std::memcpy(context.szTrackingID, "id", 3);
+    CommandResult result{};
+    EXPECT_EQ(CRpcClientManager::ExecuteCommand(&context, Callback, &result), kMalformed);
+    // Like any failed send it leaves no record.
+    EXPECT_EQ(CRpcClientManager::EraseTrackingID("id"), 0xe0ff000eU);
+    EXPECT_EQ(CRpcClientManager::DestroyContext(&context.client), kMalformed);
+    g_pRpcClientManager = nullptr;
+    EXPECT_TRUE(service.TakeRequests().empty());
+}
+
+TEST(RpcClientManagerLife, server_that_was_stopped_can_be_started_under_a_new_key) {
+    ScriptedService service;
+    CRpcClientManager manager(nullptr, 1000);
+    const std::string key = manager.GetClientSessionKey();
+    EXPECT_EQ(manager.StopRPCServer(), kSuccess);
+    EXPECT_EQ(DefaultServer(), nullptr);
+    EXPECT_EQ(manager.StopRPCServer(), kSuccess);
+    EXPECT_EQ(manager.StartRPCServer(), kSuccess);
+    EXPECT_NE(manager.GetClientSessionKey(), key);
+    const Bytes answer = service.Deliver(manager.GetClientSessionKey(), Delivery("id"));
+    EXPECT_EQ(ResultOf(answer).iResult, 0xe0ff0018U);
+}
+
 TEST(RpcClientManagerLife, destruction_waits_for_the_running_delivery) {
     ScriptedService service;
     service.SetReply(ResultReply(kSuccess));

@@ -112,13 +112,16 @@ TEST_F(RpcClientManager, context_is_given_up_under_8206) {
 TEST_F(RpcClientManager, code_of_giving_up_a_context_is_that_of_the_reply) {
     CommandClient client{};
     Service().PushReply(FailureReply(5));
+    const LogRecorder log;
     EXPECT_EQ(CRpcClientManager::DestroyContext(&client), 0xe0010005U);
+    EXPECT_TRUE(log.Has(kInformation, L"utilRPC: [INFO] CRpcClientManager::DestroyContext"));
 }
 
 TEST_F(RpcClientManager, command_is_logged_with_its_code) {
     const LogRecorder log;
     ASSERT_EQ(Execute("id", nullptr), kSuccess);
     EXPECT_TRUE(log.Has(kInformation, L"utilRPC: [INFO] SendRequestWithData"));
+    EXPECT_TRUE(log.Has(kInformation, L"utilRPC: [INFO] SendRequestWithData, code = 0x20ff0000"));
     EXPECT_EQ(log.CountContaining(L"0x20ff0000"), 1U);
 }
 
