@@ -214,6 +214,137 @@ TEST_F(Monitor, thread_that_is_refused_is_logged_and_the_registration_stands) {
     EXPECT_EQ(EventAnswer(DeliverEvent(L"{}")).code, kSuccess);
 }
 
+// ---- the thread itself
+
+HANDLE s_hThread = nullptr;
+
+// A handle on the thread stays with the test.
+HANDLE WINAPI CreateThreadKept(LPSECURITY_ATTRIBUTES security, SIZE_T stack,
+                               LPTHREAD_START_ROUTINE entry, LPVOID argument, DWORD flags,
+                               LPDWORD id) {
+    static const auto create = reinterpret_cast<decltype(&CreateThread)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateThread")));
+    const HANDLE thread = create(security, stack, entry, argument, flags, id);
+    DuplicateHandle(GetCurrentProcess(), thread, GetCurrentProcess(), &s_hThread, 0, FALSE,
+                    DUPLICATE_SAME_ACCESS);
+    return thread;
+}
+
+// The wait that a monitor asked for, and the answer that it gets at once.
+struct Wait {
+    DWORD count = 0;
+    HANDLE first = nullptr;
+    HANDLE second = nullptr;
+    BOOL all = TRUE;
+    DWORD milliseconds = 0;
+};
+Wait s_Wait;
+DWORD s_uiWaitAnswer = WAIT_OBJECT_0 + 1;
+
+DWORD WINAPI WaitRecorded(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+    s_Wait = {count, handles[0], handles[1], all, milliseconds};
+    return s_uiWaitAnswer;
+}
+
+struct EventMade {
+    int count = 0;
+    bool plain = false;  // no security, auto-reset, not signalled, no name
+    HANDLE handle = nullptr;
+};
+EventMade s_EventMade;
+
+HANDLE WINAPI CreateEventRecorded(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL signalled,
+                                  LPCWSTR name) {
+    static const auto create = reinterpret_cast<decltype(&CreateEventW)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CreateEventW")));
+    const HANDLE event = create(security, manual, signalled, name);
+    s_EventMade = {s_EventMade.count + 1,
+                   security == nullptr && manual == FALSE && signalled == FALSE && name == nullptr,
+                   event};
+    return event;
+}
+
+class MonitorThread : public Monitor {
+protected:
+    MonitorThread()
+        : m_Thread(GetModuleHandleW(nullptr), "kernel32.dll", "CreateThread", CreateThreadKept) {
+        s_hThread = nullptr;
+        s_EventMade = {};
+        s_uiWaitAnswer = WAIT_OBJECT_0 + 1;
+    }
+
+    // The code with which the thread ends.
+    static DWORD Code() {
+        DWORD code = STILL_ACTIVE;
+        if (s_hThread != nullptr && WaitForSingleObject(s_hThread, 20000) == WAIT_OBJECT_0) {
+            GetExitCodeThread(s_hThread, &code);
+        }
+        CloseHandle(s_hThread);
+        s_hThread = nullptr;
+        return code;
+    }
+
+    const IatPatch m_Thread;
+};
+
+TEST_F(MonitorThread, without_a_session_is_logged_and_ends_with_all_ones) {
+    const LogRecorder log;
+    OuterClientMonitor::StartThread(nullptr, OuterClientMonitor::CreateStopEvent());
+    EXPECT_EQ(Code(), 0xffffffffU);
+    EXPECT_TRUE(log.Has(kError, L"OuterClientHelper: [ERROR] Invalid pClientHelper..."));
+}
+
+TEST_F(MonitorThread, ends_with_all_ones_where_the_service_gives_no_handle) {
+    Service().SetMonitorReply(MailReply{.json = L"{\"handle\":18446744073709551615}"}.Encode());
+    ASSERT_EQ(Register(), kSuccess);
+    EXPECT_EQ(Code(), 0xffffffffU);
+}
+
+TEST_F(MonitorThread, ends_with_0_after_a_failed_question_and_at_the_stop_event) {
+    ASSERT_EQ(Register(), kSuccess);
+    ASSERT_TRUE(MonitorHasAsked());
+    EXPECT_EQ(WaitForSingleObject(s_hThread, 50), static_cast<DWORD>(WAIT_TIMEOUT));
+    m_pHelper->UnregisterProcess();
+    EXPECT_EQ(Code(), 0U);
+    m_pHelper.reset();
+    m_pHelper = std::make_unique<Helper>();
+    Service().SetMonitorReply(FailureReply(5));
+    ASSERT_EQ(Register(), kSuccess);
+    EXPECT_EQ(Code(), 0U);
+}
+
+TEST_F(MonitorThread, waits_without_limit_for_either_the_service_or_the_stop_event) {
+    const IatPatch event(GetModuleHandleW(nullptr), "kernel32.dll", "CreateEventW",
+                         CreateEventRecorded);
+    const IatPatch wait(GetModuleHandleW(nullptr), "kernel32.dll", "WaitForMultipleObjects",
+                        WaitRecorded);
+    ASSERT_EQ(Register(), kSuccess);
+    EXPECT_EQ(Code(), 0U);
+    EXPECT_EQ(s_EventMade.count, 1);
+    EXPECT_TRUE(s_EventMade.plain);
+    EXPECT_EQ(s_Wait.count, 2U);
+    EXPECT_EQ(s_Wait.first, m_hService);
+    EXPECT_EQ(s_Wait.second, s_EventMade.handle);
+    EXPECT_EQ(s_Wait.all, FALSE);
+    EXPECT_EQ(s_Wait.milliseconds, INFINITE);
+}
+
+TEST_F(MonitorThread, any_other_answer_of_the_wait_ends_it_without_a_word) {
+    const IatPatch wait(GetModuleHandleW(nullptr), "kernel32.dll", "WaitForMultipleObjects",
+                        WaitRecorded);
+    const auto link = boost::shared_ptr<OuterClientMonitor::Link>(new OuterClientMonitor::Link);
+    OuterClientReconnect session(*m_pHelper);
+    link->session = &session;
+    for (const DWORD answer : {WAIT_FAILED, DWORD{WAIT_ABANDONED_0}, DWORD{WAIT_TIMEOUT}}) {
+        s_uiWaitAnswer = answer;
+        const LogRecorder log;
+        OuterClientMonitor::StartThread(link, OuterClientMonitor::CreateStopEvent());
+        EXPECT_EQ(Code(), 0U) << answer;
+        EXPECT_EQ(log.CountContaining(L"Reconnect the RPC..."), 0U) << answer;
+        EXPECT_TRUE(IsOpen(m_hService)) << answer;
+    }
+}
+
 HANDLE WINAPI NoEvent(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCWSTR) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
@@ -246,6 +377,9 @@ TEST_F(Monitor, command_without_a_tracking_id_is_not_sent) {
     EXPECT_EQ(log.CountContaining(
                   L"OuterClientHelper: [ERROR] Cannot generate tracking ID, err=0xe0ff0004"),
               2U);
+    // The registration stands, and its callback with it.
+    EXPECT_EQ(Register(), 0xe0ff000aU);
+    EXPECT_EQ(EventAnswer(DeliverEvent(L"{}")).code, kSuccess);
 }
 
 TEST_F(Monitor, registration_without_a_session_key_is_not_sent) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Common/KrCommon/KrComn_Windows.h"
+#include "support/IatPatch.h"
 #include "support/LogRecorder.h"
 #include "support/RunProgram.h"
 #include "support/TemporaryFolder.h"
@@ -20,6 +21,7 @@ namespace fs = std::filesystem;
 namespace Mode = Frwk::Mode;
 using KrCommon::LogLevel::kDebug;
 using KrCommon::LogLevel::kInformation;
+using test_support::IatPatch;
 using test_support::LogRecorder;
 
 constexpr const wchar_t* kDll = L"ModeTestLibrary.dll";
@@ -100,6 +102,88 @@ TEST_F(ExternalDllMode, hosts_elsewhere_do_not_count) {
     LogRecorder log;
     Mode::GetWyvarionId();
     EXPECT_TRUE(log.Lines().empty()) << "a stored identity would have been logged";
+}
+
+// ---- what is asked of the system
+
+HMODULE s_hAsked = nullptr;
+DWORD s_uiLimit = 0;
+std::wstring s_ModulePath;
+std::vector<std::wstring> s_Searched;
+
+DWORD WINAPI ModuleFileNameGiven(HMODULE module, LPWSTR path, DWORD size) {
+    s_hAsked = module;
+    s_uiLimit = size;
+    const std::size_t length = s_ModulePath.copy(path, size - 1);
+    path[length] = L'\0';
+    return static_cast<DWORD>(length);
+}
+HANDLE WINAPI NothingFound(LPCWSTR path, LPWIN32_FIND_DATAW) {
+    s_Searched.push_back(path);
+    return INVALID_HANDLE_VALUE;
+}
+BOOL WINAPI CloseRefused(HANDLE search) {
+    static const auto close = reinterpret_cast<decltype(&FindClose)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "FindClose")));
+    close(search);
+    return FALSE;
+}
+
+// The files that a library at this path looks for, in order.
+std::vector<std::wstring> SearchedBy(const wchar_t* library, const wchar_t* host = kHost) {
+    HMODULE const program = GetModuleHandleW(nullptr);
+    const IatPatch name(program, "kernel32.dll", "GetModuleFileNameW", ModuleFileNameGiven);
+    const IatPatch find(program, "kernel32.dll", "FindFirstFileW", NothingFound);
+    s_ModulePath = library;
+    s_Searched.clear();
+    const Mode::ExternalDllMode decision(kDll, host);
+    return s_Searched;
+}
+
+TEST_F(ExternalDllMode, one_host_of_each_identity_is_looked_for_beside_the_library) {
+    using Paths = std::vector<std::wstring>;
+    EXPECT_EQ(SearchedBy(L"C:\\dir\\WySdk.dll"),
+              (Paths{L"C:\\dir\\WySvcHost.exe", L"C:\\dir\\WySvcHost_P.exe",
+                     L"C:\\dir\\WySvcHost_C.exe"}));
+    EXPECT_EQ(s_hAsked, m_hModule);
+    EXPECT_EQ(s_uiLimit, 260U);
+    EXPECT_EQ(SearchedBy(L"C:\\WySdk.dll"),
+              (Paths{L"C:\\WySvcHost.exe", L"C:\\WySvcHost_P.exe", L"C:\\WySvcHost_C.exe"}));
+    EXPECT_EQ(SearchedBy(L"C:\\dir\\WySdk.dll", L"a.exe.exe"),
+              (Paths{L"C:\\dir\\a.exe.exe", L"C:\\dir\\a_P.exe_P.exe", L"C:\\dir\\a_C.exe_C.exe"}));
+}
+
+TEST_F(ExternalDllMode, library_without_a_folder_looks_in_the_current_one) {
+    EXPECT_EQ(
+        SearchedBy(L"WySdk.dll"),
+        (std::vector<std::wstring>{L"WySvcHost.exe", L"WySvcHost_P.exe", L"WySvcHost_C.exe"}));
+}
+
+TEST_F(ExternalDllMode, host_whose_search_does_not_close_does_not_count) {
+    PutHosts({"WySvcHost_P.exe"});
+    LogRecorder log;
+    {
+        const IatPatch patch(GetModuleHandleW(nullptr), "kernel32.dll", "FindClose", CloseRefused);
+        const Mode::ExternalDllMode decision(kDll, kHost);
+    }
+    EXPECT_EQ(log.CountContaining(L"SetWyvarionID"), 0U);
+    EXPECT_EQ(Mode::GetWyvarionId(), L"Wyvarion");
+}
+
+TEST_F(ExternalDllMode, executable_of_no_identity_is_looked_at_again_by_each_question) {
+    const IatPatch name(GetModuleHandleW(nullptr), "kernel32.dll", "GetModuleFileNameW",
+                        ModuleFileNameGiven);
+    s_ModulePath = L"C:\\dir_P\\Console_Q.exe";
+    s_hAsked = m_hModule;
+    EXPECT_EQ(Mode::GetWyvarionId(), L"");
+    EXPECT_EQ(Mode::GetModeId(), -1);
+    EXPECT_EQ(s_hAsked, nullptr);
+    EXPECT_EQ(s_uiLimit, 260U);
+    s_ModulePath = L"C:\\dir\\Console_p.exe";
+    EXPECT_EQ(Mode::GetWyvarionId(), L"Tavrenox");
+    // From here on it is stored.
+    s_ModulePath = L"C:\\dir\\Console_C.exe";
+    EXPECT_EQ(Mode::GetWyvarionId(), L"Tavrenox");
 }
 
 }  // namespace
