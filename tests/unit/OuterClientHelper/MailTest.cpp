@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "HelperFixture.h"
@@ -298,6 +299,21 @@ TEST_F(Mail, eight_threads_each_get_their_own_answer) {
     }
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(Service().TakeRequests().size(), 160U);
+}
+
+TEST_F(Mail, helpers_come_and_go_while_a_mail_is_under_way) {
+    Service().SetDelay(1000);
+    std::atomic<bool> answered = false;
+    std::thread mail([&answered] {
+        EXPECT_EQ(Send(), kSuccess);
+        answered = true;
+    });
+    while (Service().TakeRequests().empty()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    { const Helper other; }
+    EXPECT_FALSE(answered);
+    mail.join();
 }
 
 // ---- other commands

@@ -30,10 +30,10 @@ void* __cdecl MallocButTheReply(std::size_t size) {
 }
 
 TEST(ServerRoutineMemory, reply_without_memory_for_its_block_keeps_its_size) {
+    const Bytes reply(kReplySize, 0xab);
     const Serving serving(L"RpcPlatformMemoryTest",
-                          [](std::uint32_t, CIPCMsgBuffer&, CIPCMsgBuffer& out) {
-                              const Bytes bytes(kReplySize, 0xab);
-                              out.WriteBytes(bytes.data(), kReplySize);
+                          [&reply](std::uint32_t, CIPCMsgBuffer&, CIPCMsgBuffer& out) {
+                              out.WriteBytes(reply.data(), kReplySize);
                           });
     const std::uint8_t request[] = {77, 0, 0, 0};
     std::int32_t size = 0;

@@ -223,6 +223,35 @@ TEST(RpcServer, shutdown_waits_for_the_running_call) {
     EXPECT_TRUE(leftBeforeTheEnd);
 }
 
+TEST(RpcServer, creation_waits_while_a_shutdown_drains) {
+    const std::wstring name = Unique(L"busy");
+    std::promise<void> entered;
+    std::promise<void> leave;
+    AnyIdHandler handler([&](std::uint32_t, CIPCMsgBuffer&, CIPCMsgBuffer&) {
+        entered.set_value();
+        leave.get_future().wait();
+    });
+    auto helper = std::make_unique<CRPCServerHelper>(Id(name), 1000, kLocal);
+    helper->RegisterHandler(&handler);
+    std::thread call([&name] { Call(name); });
+    entered.get_future().wait();
+    std::thread end([&] { helper.reset(); });
+    std::this_thread::sleep_for(milliseconds(100));
+    std::atomic<CRPCServer*> next = nullptr;
+    std::thread creation([&] { next = CreateServer(Id(name), kLocal); });
+    std::this_thread::sleep_for(milliseconds(100));
+    EXPECT_EQ(next.load(), nullptr);
+    leave.set_value();
+    creation.join();
+    end.join();
+    call.join();
+    ASSERT_NE(next.load(), nullptr);
+    // It is a server of its own, not a share of the one that went.
+    EXPECT_EQ(DefaultServer(), next.load());
+    DestroyServer(next, 1000);
+    EXPECT_EQ(DefaultServer(), nullptr);
+}
+
 TEST(RpcServer, calls_of_many_threads_run_at_the_same_time) {
     constexpr int kCalls = 8;
     const std::wstring name = Unique(L"parallel");

@@ -4,6 +4,7 @@
 
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "lib/wycommon/WyCommon_Paths.h"
+#include "support/IatPatch.h"
 #include "support/RegistryKey_win32.h"
 #include "utilMode/FrwkMode.h"
 
@@ -50,6 +51,25 @@ TEST_F(ProductPath, key_of_32_bit_programs_does_not_count_on_a_64_bit_system) {
     RegistryKey key(m_Key, KEY_WOW64_32KEY);
     ASSERT_TRUE(key.SetText(L"ProductPath", L"C:\\wrong"));
     EXPECT_EQ(GetProductPath(), L"");
+}
+
+std::wstring s_Key;
+REGSAM s_uiAccess = 0;
+
+LSTATUS WINAPI OpenRecorded(HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY) {
+    EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+    EXPECT_EQ(options, 0U);
+    s_Key = path;
+    s_uiAccess = access;
+    return ERROR_ACCESS_DENIED;
+}
+
+TEST_F(ProductPath, asks_for_no_more_than_to_query_values_and_takes_a_refusal_for_nothing) {
+    const test_support::IatPatch patch(GetModuleHandleW(nullptr), "advapi32.dll", "RegOpenKeyExW",
+                                       OpenRecorded);
+    EXPECT_EQ(GetProductPath(), L"");
+    EXPECT_EQ(s_Key, m_Key);
+    EXPECT_EQ(s_uiAccess, KEY_QUERY_VALUE | ProductAccess());
 }
 
 }  // namespace
