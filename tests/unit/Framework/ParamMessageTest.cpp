@@ -274,6 +274,16 @@ TEST(ParamMessage, record_of_tag_0_is_in_the_index_after_loading) {
     EXPECT_EQ(message.GetUInt(0x33, 0, &value), kInvalid);
 }
 
+TEST(ParamMessage, record_of_tag_0_loaded_in_the_place_of_an_appended_one_is_in_the_index) {
+    MsgBuffer child;
+    child.Reset(0x33, 0);
+    MsgBuffer message(1);
+    message.AddMessage(child);
+    message.Load(message.GetData(), message.GetSize());
+    std::uint32_t value = 0;
+    EXPECT_EQ(message.GetUInt(0x33, 0, &value), kInvalid);
+}
+
 // ---- loading
 
 TEST(ParamMessage, null_or_empty_image_leaves_the_message_as_it_was) {
