@@ -308,9 +308,12 @@ TEST_F(Mail, helpers_come_and_go_while_a_mail_is_under_way) {
         EXPECT_EQ(Send(), kSuccess);
         answered = true;
     });
-    while (Service().TakeRequests().empty()) {
+    bool arrived = false;
+    for (int i = 0; i < 4000 && !arrived; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        arrived = !Service().TakeRequests().empty();
     }
+    EXPECT_TRUE(arrived);
     { const Helper other; }
     EXPECT_FALSE(answered);
     mail.join();
