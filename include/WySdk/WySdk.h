@@ -159,7 +159,64 @@ uint32_t WYAPI WyUninitialize(void);
 
 /* ---------------------------------------------------------------------------------------------
  * Events
+ *
+ * The service reports things to a process by events: numbers whose meaning is the service's, each
+ * with a JSON object. A process with a session subscribes to the numbers that it wants, and the
+ * library calls its function for each event that comes.
+ *
+ * Two rules that an application has to keep, since no code checks them:
+ *   - One callback at a time runs, on a thread of the library's callback endpoint. While it runs,
+ *     every other event and every subscription of this process waits. A callback should note what
+ *     came and return; WySdk.hpp has a queue for it.
+ *   - A callback must not call WySubscribeEvent or WyUnsubscribeEvent, nor WyUninitialize, which
+ *     takes subscriptions back: they would wait for ever for the lock that the callback runs
+ *     under. All other functions of this header may be called.
+ *
+ * A subscription lives as long as the session and the service do. When the service has been
+ * restarted the library registers the process again, but it does not subscribe anew: the
+ * application does, or lets the queue of WySdk.hpp do it.
  */
+
+/*
+ * The application's function for one event.
+ *
+ *   eventId   the event
+ *   event     the event as JSON text, with the member "eventId" in it; the library's, valid until
+ *             the function returns
+ *
+ * Returns a result code, which the service is told as the fate of its report. A negative code has
+ * no further effect: later events are delivered. Must not raise a C++ exception. Runs on a thread
+ * of the library.
+ */
+typedef uint32_t(WYAPI* WyEventCallback)(uint32_t eventId, const wchar_t* event);
+
+/*
+ * Subscribes to an event.
+ *
+ * There is one callback for each event; a second subscription replaces it, and tells the service
+ * again. Without a session the service is told, but has nowhere to deliver to.
+ *
+ *   eventId    the event
+ *   callback   the function to call. It is not looked at here: with NULL the subscription stands
+ *              and each event fails at its delivery
+ *
+ * Returns WY_S_OK, or the code of the failure, and then the subscriptions are as before.
+ * Waits for a callback that is running; must not be called from one.
+ * Since 3.1.
+ */
+uint32_t WYAPI WySubscribeEvent(uint32_t eventId, WyEventCallback callback);
+
+/*
+ * Takes a subscription back. After success the callback does not run for this event any more, and
+ * is not running.
+ *
+ *   eventId   the event; one without a subscription is no failure
+ *
+ * Returns WY_S_OK, or the code of the failure, and then the subscription stands.
+ * Waits for a callback that is running; must not be called from one.
+ * Since 3.1.
+ */
+uint32_t WYAPI WyUnsubscribeEvent(uint32_t eventId);
 
 /*
  * Publishes an event without a parameter to the service.

@@ -49,12 +49,15 @@ namespace EventBus {
 
 std::uint32_t Subscribe(std::uint32_t eventId, WyEventCallback callback) {
     const boost::mutex::scoped_lock lock(g_ApiMutex);
+    // Memory comes first: a subscription that the service has accepted must not be lost here.
+    std::map<std::uint32_t, WyEventCallback> entry{{eventId, callback}};
     const std::uint32_t result = TellService(L"WySubscribeEvent", eventId);
     if (Failed(result)) {
         WY_LOG_ERROR << L"Failed to subscribe event! event = " << eventId;
         return result;
     }
-    g_EventCallbacks[eventId] = callback;
+    g_EventCallbacks.erase(eventId);
+    g_EventCallbacks.merge(entry);
     return kSuccess;
 }
 

@@ -1,8 +1,18 @@
-// The exports that publish events.
+// The exports that subscribe to events and publish them.
 
 #include <WySdk/WySdk.h>
 
 #include "WySdk/ApiCall.h"
+#include "WySdk/EventBus.h"
+
+uint32_t WYAPI WySubscribeEvent(uint32_t eventId, WyEventCallback callback) {
+    return Guarded(L"WySubscribeEvent",
+                   [eventId, callback] { return EventBus::Subscribe(eventId, callback); });
+}
+
+uint32_t WYAPI WyUnsubscribeEvent(uint32_t eventId) {
+    return Guarded(L"WyUnsubscribeEvent", [eventId] { return EventBus::Unsubscribe(eventId); });
+}
 
 uint32_t WYAPI WyPublishEvent(uint32_t eventId) {
     return CallApi(L"WyPublishEvent", eventId);

@@ -12,10 +12,6 @@
 
 class CKrRpcClientHelper;
 
-// The application's function for one event. The text is the event as JSON, valid during the call.
-// Returns a result code that the service is told. It must not raise.
-using WyEventCallback = std::uint32_t(WYAPI*)(std::uint32_t eventId, const wchar_t* event);
-
 // Held by subscription calls and event dispatch for their whole length, also across the remote
 // call and across the application's callback. Not recursive.
 extern boost::mutex g_ApiMutex;
