@@ -42,7 +42,7 @@ void EventHandlers::AddTo(ApiRouter& router) {
                    return Unsubscribe(request, who);
                });
     router.Add(ApiId::kPublishEvent, [this](const Json::Value& request, const CallContext& who) {
-        return Publish(request, who);
+        return PublishFor(request, who);
     });
 }
 
@@ -71,21 +71,29 @@ ApiAnswer EventHandlers::Unsubscribe(const Json::Value& request, const CallConte
     return answer;
 }
 
-ApiAnswer EventHandlers::Publish(const Json::Value& request, const CallContext& caller) {
-    const JsonFields fields(request);
-    const std::uint32_t eventId = fields.UInt32("eventId");
-    const Json::Value* const param = fields.Has("param") ? &fields.Member("param") : nullptr;
-    const std::wstring text = EventText(eventId, param, caller.processId);
-    if (text.size() > kLongestEvent) {
-        throw RequestError(KrCommon::Result::kInvalidArgument, "the event is too long");
-    }
-    std::uint32_t subscribers = 0;
+bool EventHandlers::Publish(std::uint32_t eventId, const Json::Value* param,
+                            std::uint32_t publisherPid, std::uint32_t& subscribers) {
+    subscribers = 0;
+    const std::wstring text = EventText(eventId, param, publisherPid);
+    if (text.size() > kLongestEvent)
+        return false;
     for (const std::string& key : m_Events.Subscribers(eventId)) {
         const auto client = m_Clients.Find(key, kNoProcess);
         if (!client.has_value())
             continue;
         m_Events.DeliverEvent(*client, text);
         ++subscribers;
+    }
+    return true;
+}
+
+ApiAnswer EventHandlers::PublishFor(const Json::Value& request, const CallContext& caller) {
+    const JsonFields fields(request);
+    const std::uint32_t eventId = fields.UInt32("eventId");
+    const Json::Value* const param = fields.Has("param") ? &fields.Member("param") : nullptr;
+    std::uint32_t subscribers = 0;
+    if (!Publish(eventId, param, caller.processId, subscribers)) {
+        throw RequestError(KrCommon::Result::kInvalidArgument, "the event is too long");
     }
     ApiAnswer answer;
     answer.data["eventId"] = eventId;

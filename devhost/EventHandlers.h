@@ -19,10 +19,14 @@ public:
 
     void AddTo(ApiRouter& router);
 
+    // Sends an event on its way to all who want it, and tells how many. False when it is too long.
+    bool Publish(std::uint32_t eventId, const Json::Value* param, std::uint32_t publisherPid,
+                 std::uint32_t& subscribers);
+
 private:
     ApiAnswer Subscribe(const Json::Value& request, const CallContext& caller);
     ApiAnswer Unsubscribe(const Json::Value& request, const CallContext& caller);
-    ApiAnswer Publish(const Json::Value& request, const CallContext& caller);
+    ApiAnswer PublishFor(const Json::Value& request, const CallContext& caller);
 
     ClientRegistry& m_Clients;
     EventHub& m_Events;

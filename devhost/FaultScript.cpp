@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
 constexpr std::uint32_t kLongestDelayMs = 10 * 60 * 1000;
+constexpr std::uint32_t kLargestReply = 256U << 20U;  // bytes
 
 std::string_view Trim(std::string_view text) {
     const std::size_t first = text.find_first_not_of(kBlanks);
@@ -59,16 +60,17 @@ bool ParseHex(std::string_view text, std::vector<std::uint8_t>& bytes) {
     return true;
 }
 
-bool SetOmission(std::string_view field, FaultPlan& plan) {
-    const std::pair<std::string_view, bool*> fields[] = {{"mailresult", &plan.omit.mailResult},
-                                                         {"packer", &plan.omit.packer},
-                                                         {"child", &plan.omit.child},
-                                                         {"json", &plan.omit.json},
-                                                         {"body", &plan.omit.report},
-                                                         {"bodyid", &plan.omit.bodyId},
-                                                         {"resultcode", &plan.omit.resultCode},
-                                                         {"retcode", &plan.omitRetCode},
-                                                         {"data", &plan.omitData}};
+// Chooses a field of the reply, or of the answer in it.
+bool ChooseField(std::string_view field, ReplyPieces& pieces, bool& retCode, bool& data) {
+    const std::pair<std::string_view, bool*> fields[] = {{"mailresult", &pieces.mailResult},
+                                                         {"packer", &pieces.packer},
+                                                         {"child", &pieces.child},
+                                                         {"json", &pieces.json},
+                                                         {"body", &pieces.report},
+                                                         {"bodyid", &pieces.bodyId},
+                                                         {"resultcode", &pieces.resultCode},
+                                                         {"retcode", &retCode},
+                                                         {"data", &data}};
     const auto* const found =
         std::find_if(std::begin(fields), std::end(fields),
                      [&](const auto& candidate) { return candidate.first == field; });
@@ -174,7 +176,7 @@ private:
             return true;
         }
         if (ReadEnd(word, plan))
-            return true;
+            return plan.end != FaultPlan::End::kCrashRestart || ReadAbsence(rest, plan);
         if (word == "bytes") {
             plan.bytes.emplace();
             if (ParseHex(TakeWord(rest), *plan.bytes))
@@ -182,9 +184,21 @@ private:
             return Fail("\"bytes\" needs pairs of hexadecimal digits, or -");
         }
         if (word == "omit") {
-            if (SetOmission(TakeWord(rest), plan))
+            if (ChooseField(TakeWord(rest), plan.omit, plan.omitRetCode, plan.omitData))
                 return true;
             return Fail("\"omit\" does not know this field");
+        }
+        if (word == "mistype") {
+            if (ChooseField(TakeWord(rest), plan.mistype, plan.mistypeRetCode, plan.mistypeData))
+                return true;
+            return Fail("\"mistype\" does not know this field");
+        }
+        if (word == "texthex") {
+            std::vector<std::uint8_t> bytes;
+            if (!ParseHex(TakeWord(rest), bytes))
+                return Fail("\"texthex\" needs pairs of hexadecimal digits, or -");
+            plan.text.emplace(bytes.begin(), bytes.end());
+            return true;
         }
         return ReadNumberAction(word, rest, plan);
     }
@@ -203,12 +217,22 @@ private:
         return false;
     }
 
+    bool ReadAbsence(std::string_view& rest, FaultPlan& plan) {
+        if (rest.empty() || rest.front() == ',')
+            return true;
+        if (ParseNumber(TakeWord(rest), plan.absenceMs) && plan.absenceMs <= kLongestDelayMs)
+            return true;
+        return Fail("\"crash-restart\" takes at most 600000 milliseconds");
+    }
+
     bool ReadNumberAction(std::string_view word, std::string_view& rest, FaultPlan& plan) {
         std::optional<std::uint32_t>* target = nullptr;
         if (word == "fail")
             target = &plan.failure;
         if (word == "truncate")
             target = &plan.truncate;
+        if (word == "size")
+            target = &plan.size;
         if (word == "mailresult")
             target = &plan.mailResult;
         if (word == "resultcode")
@@ -222,6 +246,8 @@ private:
         if (!ParseNumber(TakeWord(rest), number)) {
             return Fail("\"" + std::string(word) + "\" needs a number of 32 bits");
         }
+        if (word == "size" && number > kLargestReply)
+            return Fail("a reply is stretched to at most 256 MiB");
         if (target != nullptr) {
             *target = number;
             return true;

@@ -10,15 +10,20 @@
 //               | "delay" MILLISECONDS      waits before it goes on, at most ten minutes
 //               | "bytes" HEX               these bytes are the whole reply; "bytes -" is none
 //               | "truncate" COUNT          only the first COUNT bytes of the reply
-//               | "omit" FIELD              mailresult packer child json body bodyid resultcode
-//                                           retcode data
+//               | "omit" FIELD              the reply lacks mailresult packer child json body
+//                                           bodyid resultcode, or the answer retcode data
+//               | "mistype" FIELD           the same field is there and of another type
+//               | "size" BYTES              the reply is stretched to this size by blanks behind
+//                                           its JSON text, as far as pairs of bytes go
 //               | "mailresult" NUMBER       MAILRESULT becomes this value
 //               | "resultcode" NUMBER       the result code of the reply becomes this value
 //               | "retcode" NUMBER          "retCode" of the answer becomes this value
 //               | "text" TEXT               TEXT takes the place of the answer's JSON text; it runs
 //                                           to the end of the statement
+//               | "texthex" HEX             the same, as the bytes of the UTF-8 text
 //               | "crash"                   the process ends in mid-call
-//               | "crash-restart"           the same, and a successor starts
+//               | "crash-restart" [MS]      the same, and a successor starts and listens after
+//                                           this time
 //               | "restart"                 the call is answered; then the host stops and a
 //                                           successor starts
 //     option    = "x" COUNT | "x*"          how many requests (1 unless given), or all
@@ -51,10 +56,15 @@ struct FaultPlan {
     std::optional<std::uint32_t> resultCode;
     std::optional<std::uint32_t> retCode;
     std::optional<std::string> text;  // UTF-8
-    ReplyOmissions omit;
+    std::optional<std::uint32_t> size;
+    ReplyPieces omit;
+    ReplyPieces mistype;
     bool omitRetCode = false;
     bool omitData = false;
+    bool mistypeRetCode = false;
+    bool mistypeData = false;
     End end = End::kNone;
+    std::uint32_t absenceMs = 0;  // between a crash and the successor's endpoint
 };
 
 // What a request is known by.

@@ -20,6 +20,13 @@ HostApplication::HostApplication(HostParts parts)
                                                m_pEvents->ForgetClient(key);
                                            })),
       m_EventHandlers(m_Clients, *m_pEvents),
+      m_Emitter(std::move(parts.emissions),
+                [this, pid = parts.ownProcessId](std::uint32_t eventId, std::uint64_t number) {
+                    Json::Value param(Json::objectValue);
+                    param["number"] = static_cast<Json::UInt64>(number);
+                    std::uint32_t subscribers = 0;
+                    m_EventHandlers.Publish(eventId, &param, pid, subscribers);
+                }),
       m_pServer(std::make_unique<HostServer>(
           m_Router, m_Clients, *m_pEvents, m_Faults,
           HostProcessHooks{std::move(parts.duplicateOwnHandle), std::move(parts.end)})) {
@@ -35,6 +42,7 @@ HostApplication::~HostApplication() = default;
 
 void HostApplication::Start() {
     m_Sampler.Start();
+    m_Emitter.Start();
 }
 
 void HostApplication::PrepareStop() {
@@ -42,6 +50,7 @@ void HostApplication::PrepareStop() {
 }
 
 bool HostApplication::Stop() {
+    m_Emitter.Stop();
     m_Sampler.Stop();
     m_FileSearches.Stop();
     m_ScanEngine.Stop();

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "devhost/ApiRouter.h"
+#include "devhost/EventEmitter.h"
 #include "devhost/EventHandlers.h"
 #include "devhost/FileSearchHandlers.h"
 #include "devhost/HostServer.h"
@@ -26,9 +27,11 @@ struct HostParts {
     std::vector<std::unique_ptr<ScanFeature>> features;
     DigestFunction digest;
     std::function<std::string()> makeId;
+    std::vector<Emission> emissions;
+    std::uint32_t ownProcessId = 0;  // the publisher of the emissions
     std::shared_ptr<EventChannel> channel;
     std::function<std::uint64_t(std::uint32_t processId)> duplicateOwnHandle;
-    std::function<void(FaultPlan::End)> end;
+    std::function<void(FaultPlan::End, std::uint32_t absenceMs)> end;
 };
 
 // The host without its endpoint: a request handler with all that stands behind it.
@@ -67,6 +70,7 @@ private:
     SettingsStore m_Settings;
     std::unique_ptr<EventHub> m_pEvents;
     EventHandlers m_EventHandlers;
+    EventEmitter m_Emitter;
     std::unique_ptr<HostServer> m_pServer;
 };
 

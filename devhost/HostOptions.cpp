@@ -34,12 +34,28 @@ void Declare(CLI::App& app, HostOptions& options) {
     app.add_flag("--allow-remove", options.allowRemove, "Remove files when asked, below --root");
     app.add_flag("--allow-kill", options.allowKill, "End processes when asked");
     app.add_option("--fault", options.fault, "Fault script, or a file with one");
+    app.add_option("--faults", options.faultsFile, "File with faults in JSON");
+    app.add_option_function<std::vector<std::string>>(
+           "--emit",
+           [&options](const std::vector<std::string>& texts) {
+               for (const std::string& text : texts) {
+                   const std::optional<Emission> emission = ParseEmission(text);
+                   if (!emission.has_value())
+                       throw CLI::ValidationError("--emit", "\"" + text + "\" is not ID:MS");
+                   options.emissions.push_back(*emission);
+               }
+           },
+           "Publish the event ID every MS milliseconds; may be given again")
+        ->option_text("ID:MS")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--ready-event", options.readyEvent, "Named event to set when the host listens");
     app.add_option("--stop-event", options.stopEvent, "Named event that stops the host");
     app.add_option("--run-seconds", options.runSeconds, "Stop after this many seconds");
     app.add_option("--log", options.logFile, "File that log lines are appended to");
     app.add_option("--parent", options.parentId, "Stop when this process ends");
     app.add_option("--successor-of", options.successorOf)->group("");
+    app.add_option("--absence", options.absenceMs)->group("");
 }
 
 }  // namespace
@@ -68,7 +84,8 @@ std::optional<HostOptions> ParseHostOptions(const std::vector<std::string>& argu
 }
 
 std::vector<std::string> SuccessorArguments(const HostOptions& options, std::uint32_t ownId,
-                                            const std::string& remainingFaults) {
+                                            const std::string& remainingFaults,
+                                            std::uint32_t absenceMs) {
     std::vector<std::string> arguments = {"--mode", std::to_string(options.mode)};
     const auto add = [&arguments](const char* name, const std::string& value) {
         if (value.empty())
@@ -82,6 +99,9 @@ std::vector<std::string> SuccessorArguments(const HostOptions& options, std::uin
     if (options.allowKill)
         arguments.emplace_back("--allow-kill");
     add("--fault", remainingFaults);
+    for (const Emission& emission : options.emissions) {
+        add("--emit", std::to_string(emission.eventId) + ":" + std::to_string(emission.intervalMs));
+    }
     add("--ready-event", options.readyEvent);
     add("--stop-event", options.stopEvent);
     add("--log", options.logFile);
@@ -90,6 +110,8 @@ std::vector<std::string> SuccessorArguments(const HostOptions& options, std::uin
     if (options.parentId.has_value())
         add("--parent", std::to_string(*options.parentId));
     add("--successor-of", std::to_string(ownId));
+    if (absenceMs > 0)
+        add("--absence", std::to_string(absenceMs));
     return arguments;
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "devhost/EventEmitter.h"
+
 namespace DevHost {
 
 // All texts are UTF-8; empty means not given.
@@ -15,7 +17,9 @@ struct HostOptions {
     std::string root;
     bool allowRemove = false;
     bool allowKill = false;
-    std::string fault;  // a script, or the name of a file that holds one
+    std::string fault;       // a script, or the name of a file that holds one
+    std::string faultsFile;  // the name of a file with faults in JSON
+    std::vector<Emission> emissions;
     std::string readyEvent;
     std::string stopEvent;
     std::optional<std::uint32_t> runSeconds;
@@ -23,6 +27,7 @@ struct HostOptions {
     std::optional<std::uint32_t> parentId;
     // Given by a host that restarts: wait for the end of that process first.
     std::optional<std::uint32_t> successorOf;
+    std::uint32_t absenceMs = 0;  // of a successor: it waits so long before it listens
 };
 
 // Exit statuses of the program.
@@ -42,6 +47,7 @@ std::optional<HostOptions> ParseHostOptions(const std::vector<std::string>& argu
 
 // The arguments that make a successor of a host with these options, with the faults that are left.
 std::vector<std::string> SuccessorArguments(const HostOptions& options, std::uint32_t ownId,
-                                            const std::string& remainingFaults);
+                                            const std::string& remainingFaults,
+                                            std::uint32_t absenceMs);
 
 }  // namespace DevHost

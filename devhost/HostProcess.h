@@ -37,6 +37,9 @@ public:
 
     Reason Wait();
 
+    // Waits before it listens. False when something asked for the end in the meantime.
+    bool StayAway(std::uint32_t milliseconds);
+
     // Asks Wait() to come back with kRestart. Any thread may call.
     void RequestRestart();
 
@@ -52,6 +55,9 @@ public:
 
 private:
     struct Handles;
+
+    Reason WaitFor(std::uint32_t milliseconds);
+
     std::unique_ptr<Handles> m_pHandles;
     std::optional<std::uint32_t> m_RunSeconds;
 };

@@ -134,19 +134,14 @@ void HostProcess::AnnounceReady() {
         SetEvent(m_pHandles->ready);
 }
 
-HostProcess::Reason HostProcess::Wait() {
+HostProcess::Reason HostProcess::WaitFor(std::uint32_t milliseconds) {
     std::vector<HANDLE> handles = {g_hConsoleStop, m_pHandles->restart};
     if (m_pHandles->stop != nullptr)
         handles.push_back(m_pHandles->stop);
     if (m_pHandles->parent != nullptr)
         handles.push_back(m_pHandles->parent);
-    DWORD timeout = INFINITE;
-    if (m_RunSeconds.has_value()) {
-        timeout = static_cast<DWORD>(
-            std::min<std::uint64_t>(std::uint64_t{*m_RunSeconds} * 1000, INFINITE - 1));
-    }
-    const DWORD result =
-        WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, timeout);
+    const DWORD result = WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(),
+                                                FALSE, milliseconds);
     if (result == WAIT_TIMEOUT)
         return Reason::kTime;
     if (result >= handles.size())
@@ -156,6 +151,17 @@ HostProcess::Reason HostProcess::Wait() {
     if (handles[result] == m_pHandles->parent)
         return Reason::kParentGone;
     return Reason::kAsked;
+}
+
+HostProcess::Reason HostProcess::Wait() {
+    if (!m_RunSeconds.has_value())
+        return WaitFor(INFINITE);
+    return WaitFor(static_cast<DWORD>(
+        std::min<std::uint64_t>(std::uint64_t{*m_RunSeconds} * 1000, INFINITE - 1)));
+}
+
+bool HostProcess::StayAway(std::uint32_t milliseconds) {
+    return WaitFor(milliseconds) == Reason::kTime;
 }
 
 void HostProcess::RequestRestart() {

@@ -95,7 +95,7 @@ void HostServer::operator()(std::uint32_t iMsgID, CIPCMsgBuffer& in, CIPCMsgBuff
         out.WriteBytes(reply.GetData(), std::min(limit, reply.GetLength()));
     }
     if (plan.end == FaultPlan::End::kRestart)
-        m_Hooks.end(plan.end);
+        m_Hooks.end(plan.end, 0);
 }
 
 void HostServer::Serve(std::uint32_t commandId, CIPCMsgBuffer& in, CIPCMsgBuffer& reply,
@@ -116,7 +116,7 @@ void HostServer::Serve(std::uint32_t commandId, CIPCMsgBuffer& in, CIPCMsgBuffer
     if (plan.delayMs > 0)
         Wait(plan.delayMs);
     if (plan.end == FaultPlan::End::kCrash || plan.end == FaultPlan::End::kCrashRestart) {
-        m_Hooks.end(plan.end);
+        m_Hooks.end(plan.end, plan.absenceMs);
     }
     if (plan.failure.has_value()) {
         EncodeFailure(*plan.failure, L"Failure by fault script", reply);
@@ -139,7 +139,18 @@ void HostServer::Serve(std::uint32_t commandId, CIPCMsgBuffer& in, CIPCMsgBuffer
     if (plan.text.has_value() && exchange.reply.json.has_value()) {
         exchange.reply.json = KrCommon::String::FromUtf8(*plan.text);
     }
-    EncodeReply(exchange.reply, plan.omit, reply);
+    WriteReply(exchange.reply, plan, reply);
+}
+
+void HostServer::WriteReply(HostReply& reply, const FaultPlan& plan, CIPCMsgBuffer& out) {
+    const ReplyFaults faults{plan.omit, plan.mistype};
+    if (plan.size.has_value() && reply.json.has_value()) {
+        CIPCMsgBuffer measured(CIPCMsgBuffer::kBlockSize, false);
+        EncodeReply(reply, faults, measured);
+        if (measured.GetLength() < *plan.size)
+            reply.json->append((*plan.size - measured.GetLength()) / 2, L' ');
+    }
+    EncodeReply(reply, faults, out);
 }
 
 void HostServer::ServeCommand(std::uint32_t commandId, Exchange& exchange, const FaultPlan& plan) {
@@ -202,6 +213,10 @@ std::wstring HostServer::CallApi(const Exchange& exchange, const FaultPlan& plan
                 << WyHex{answer.retCode};
     answer.retCode = plan.retCode.value_or(answer.retCode);
     Json::Value root = AnswerToJson(answer);
+    if (plan.mistypeRetCode)
+        root["retCode"] = "wrong";
+    if (plan.mistypeData)
+        root["data"] = "wrong";
     if (plan.omitRetCode)
         root.removeMember("retCode");
     if (plan.omitData)

@@ -26,7 +26,7 @@ struct HostProcessHooks {
     std::function<std::uint64_t(std::uint32_t processId)> duplicateOwnHandle;
     // Carries out the end that a fault script asks for. kRestart returns and stops the host
     // soon after; the other two do not return.
-    std::function<void(FaultPlan::End)> end;
+    std::function<void(FaultPlan::End, std::uint32_t absenceMs)> end;
 };
 
 // Serves every message id. A request of any bytes gets an answer: a reply in result form, or a
@@ -48,6 +48,8 @@ public:
 private:
     // A request as far as it is understood, and its answer as far as it is made.
     struct Exchange;
+
+    static void WriteReply(HostReply& reply, const FaultPlan& plan, CIPCMsgBuffer& out);
 
     void Serve(std::uint32_t commandId, CIPCMsgBuffer& in, CIPCMsgBuffer& reply, FaultPlan& plan);
     void ServeCommand(std::uint32_t commandId, Exchange& exchange, const FaultPlan& plan);

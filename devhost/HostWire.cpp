@@ -11,22 +11,49 @@ namespace {
 
 using KrCommon::Result::Failed;
 
-void WriteReport(const HostReply& reply, const ReplyOmissions& omit,
+// Of messages that are to have the wrong id.
+constexpr std::uint32_t kWrongMessageId = 1;
+
+// Puts a number into the message, a text in its place, or nothing.
+template <class Number>
+void WriteNumber(CRpcDataHandleWrapper& message, std::uint32_t id, Number value, bool omitted,
+                 bool mistyped) {
+    if (omitted)
+        return;
+    if (mistyped) {
+        message.Set(id, std::string("wrong"));
+        return;
+    }
+    message.Set(id, value);
+}
+
+void WriteJson(const std::wstring& json, const ReplyFaults& faults,
+               CRpcDataHandleWrapper& message) {
+    if (faults.omit.json)
+        return;
+    if (faults.mistype.json) {
+        message.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, std::uint32_t{1});
+        return;
+    }
+    message.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, json.c_str(),
+                static_cast<std::uint32_t>(json.size()));
+}
+
+void WriteReport(const HostReply& reply, const ReplyFaults& faults,
                  CRpcDataHandleWrapper& message) {
-    const CRpcNestedMessage report(message, RPC_MSG_PRODUCT_DATA);
-    if (!omit.mailResult)
-        message.Set(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, reply.mailResult);
+    const CRpcNestedMessage report(message,
+                                   faults.mistype.report ? kWrongMessageId : RPC_MSG_PRODUCT_DATA);
+    WriteNumber(message, ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, reply.mailResult,
+                faults.omit.mailResult, faults.mistype.mailResult);
     if (!reply.json.has_value())
         return;
-    if (!omit.packer)
-        message.Set(ID_DATA_PRODUCTADAPTER_PACKER_PARAM, RPC_MSG_PRODUCT_DATA);
-    if (omit.child)
+    WriteNumber(message, ID_DATA_PRODUCTADAPTER_PACKER_PARAM, std::uint32_t{RPC_MSG_PRODUCT_DATA},
+                faults.omit.packer, faults.mistype.packer);
+    if (faults.omit.child)
         return;
-    const CRpcNestedMessage packed(message, RPC_MSG_PRODUCT_DATA);
-    if (!omit.json) {
-        message.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, reply.json->c_str(),
-                    static_cast<std::uint32_t>(reply.json->size()));
-    }
+    const CRpcNestedMessage packed(message,
+                                   faults.mistype.child ? kWrongMessageId : RPC_MSG_PRODUCT_DATA);
+    WriteJson(*reply.json, faults, message);
 }
 
 }  // namespace
@@ -76,18 +103,16 @@ bool DecodeMail(const CRpcDataHandleWrapper& data, HostMail& mail) {
     return true;
 }
 
-void EncodeReply(const HostReply& reply, const ReplyOmissions& omit, CIPCMsgBuffer& out) {
+void EncodeReply(const HostReply& reply, const ReplyFaults& faults, CIPCMsgBuffer& out) {
     CRpcDataHandleWrapper message(RPC_MSG_MAIN);
     message.Set(ID_DATA_TRACKING_ID, reply.trackingId);
-    if (!omit.resultCode) {
-        message.Set(ID_DATA_RESULT_CODE, static_cast<std::int32_t>(reply.resultCode));
-    }
-    if (!omit.bodyId) {
-        message.Set(ID_DATA_BODY_ID,
-                    static_cast<std::int32_t>(reply.hasReport ? RPC_MSG_PRODUCT_DATA : 0));
-    }
-    if (reply.hasReport && !omit.report)
-        WriteReport(reply, omit, message);
+    WriteNumber(message, ID_DATA_RESULT_CODE, static_cast<std::int32_t>(reply.resultCode),
+                faults.omit.resultCode, faults.mistype.resultCode);
+    WriteNumber(message, ID_DATA_BODY_ID,
+                static_cast<std::int32_t>(reply.hasReport ? RPC_MSG_PRODUCT_DATA : 0),
+                faults.omit.bodyId, faults.mistype.bodyId);
+    if (reply.hasReport && !faults.omit.report)
+        WriteReport(reply, faults, message);
     out << IPC_REPLY_SUCCESS << message;
 }
 

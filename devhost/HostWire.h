@@ -48,8 +48,8 @@ struct HostReply {
     std::optional<std::wstring> json;  // in the packed message of the report
 };
 
-// Pieces of a reply that are left out.
-struct ReplyOmissions {
+// Pieces of a reply.
+struct ReplyPieces {
     bool resultCode = false;
     bool bodyId = false;
     bool report = false;
@@ -57,6 +57,12 @@ struct ReplyOmissions {
     bool packer = false;
     bool child = false;
     bool json = false;
+};
+
+// How a reply differs from a right one.
+struct ReplyFaults {
+    ReplyPieces omit;     // left out
+    ReplyPieces mistype;  // numbers are texts, the text is a number, messages have another id
 };
 
 // Reads the message behind the envelope id. False when a piece is missing that every request has;
@@ -67,7 +73,7 @@ bool DecodeRequest(CIPCMsgBuffer& in, HostRequest& request);
 bool DecodeMail(const CRpcDataHandleWrapper& data, HostMail& mail);
 
 // Appends the reply to `out`.
-void EncodeReply(const HostReply& reply, const ReplyOmissions& omit, CIPCMsgBuffer& out);
+void EncodeReply(const HostReply& reply, const ReplyFaults& faults, CIPCMsgBuffer& out);
 
 // Appends a failure envelope to `out`.
 void EncodeFailure(std::uint32_t code, const std::wstring& text, CIPCMsgBuffer& out);

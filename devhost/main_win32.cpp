@@ -4,6 +4,7 @@
 #include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "Framework/utilIPC/ipc_ids.h"
+#include "devhost/FaultFile.h"
 #include "devhost/HostApplication.h"
 #include "devhost/HostLog.h"
 #include "devhost/HostOptions.h"
@@ -68,6 +69,31 @@ std::string ReadFaultScript(const std::string& argument) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+// Joins what --fault and --faults say to one script. False, with what is wrong in `error`.
+bool ReadFaults(const HostOptions& options, std::string& script, std::string& error) {
+    script = ReadFaultScript(options.fault);
+    FaultScript check;
+    if (!check.Parse(script, error)) {
+        error = "--fault: " + error;
+        return false;
+    }
+    if (options.faultsFile.empty())
+        return true;
+    std::ifstream file(FileSystem::FromUtf8(options.faultsFile), std::ios::binary);
+    if (!file) {
+        error = "--faults cannot be read: " + options.faultsFile;
+        return false;
+    }
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string translated;
+    if (!FaultFileToScript(text, translated, error) || !check.Parse(translated, error)) {
+        error = "--faults: " + error;
+        return false;
+    }
+    script += "\n" + translated;
+    return true;
+}
+
 // Asks the own endpoint for something that it refuses: whoever listens answers.
 bool AnswersAtEndpoint() {
     CIPCMsgBuffer request(CIPCMsgBuffer::kBlockSize, false);
@@ -79,15 +105,15 @@ bool AnswersAtEndpoint() {
 }
 
 // What a fault script can do to the process. Serves one request at a time: whoever crashes first.
-void End(FaultPlan::End end, const HostOptions& options, FaultScript& faults,
-         HostProcess& process) {
+void End(FaultPlan::End end, std::uint32_t absenceMs, const HostOptions& options,
+         FaultScript& faults, HostProcess& process) {
     if (end == FaultPlan::End::kRestart) {
         process.RequestRestart();
         return;
     }
     if (end == FaultPlan::End::kCrashRestart) {
         HostProcess::StartSuccessor(
-            SuccessorArguments(options, GetCurrentProcessId(), faults.Remaining()));
+            SuccessorArguments(options, GetCurrentProcessId(), faults.Remaining(), absenceMs));
     }
     if (end != FaultPlan::End::kNone)
         HostProcess::Crash();
@@ -104,6 +130,8 @@ HostParts MakeParts(const HostOptions& options, const SearchRoot& root) {
         parts.features.push_back(std::move(feature));
     parts.digest = Sha256OfFile;
     parts.makeId = MakeUuid;
+    parts.emissions = options.emissions;
+    parts.ownProcessId = GetCurrentProcessId();
     parts.channel = std::make_shared<RpcEventChannel>();
     parts.duplicateOwnHandle = HostProcess::DuplicateInto;
     return parts;
@@ -169,7 +197,9 @@ int Serve(const HostOptions& options, const SearchRoot& root, const std::string&
           HostProcess& process) {
     HostApplication* current = nullptr;
     HostParts parts = MakeParts(options, root);
-    parts.end = [&](FaultPlan::End end) { End(end, options, current->Faults(), process); };
+    parts.end = [&](FaultPlan::End end, std::uint32_t absenceMs) {
+        End(end, absenceMs, options, current->Faults(), process);
+    };
     HostApplication application(std::move(parts));
     current = &application;
 
@@ -179,8 +209,8 @@ int Serve(const HostOptions& options, const SearchRoot& root, const std::string&
     WY_LOG_INFO << L"stop, reason " << static_cast<int>(reason);
     complete = application.Stop() && complete;
     if (reason == HostProcess::Reason::kRestart &&
-        !HostProcess::StartSuccessor(
-            SuccessorArguments(options, GetCurrentProcessId(), application.Faults().Remaining()))) {
+        !HostProcess::StartSuccessor(SuccessorArguments(options, GetCurrentProcessId(),
+                                                        application.Faults().Remaining(), 0))) {
         status = ExitStatus::kFailure;
     }
     // What does not end, in a client's callback or in the RPC runtime, must not keep the host: its
@@ -199,10 +229,9 @@ int Run() {
         return status;
     }
 
-    const std::string faults = ReadFaultScript(options->fault);
-    FaultScript check;
-    if (!check.Parse(faults, text))
-        return Complain(ExitStatus::kBadUsage, "--fault: " + text);
+    std::string faults;
+    if (!ReadFaults(*options, faults, text))
+        return Complain(ExitStatus::kBadUsage, text);
     SearchRoot root;
     if (!options->root.empty()) {
         const auto folder = FileSystem::Resolve(FileSystem::FromUtf8(options->root));
@@ -231,6 +260,8 @@ int Run() {
     }
     if (!process.Prepare(*options, text))
         return Complain(ExitStatus::kBadUsage, text);
+    if (options->absenceMs > 0 && !process.StayAway(options->absenceMs))
+        return ExitStatus::kClean;
     return Serve(*options, root, faults, process);
 }
 

@@ -45,7 +45,7 @@ protected:
         parts.makeId = [this] { return "id" + std::to_string(++m_uiIds); };
         parts.channel = std::make_shared<NoChannel>();
         parts.duplicateOwnHandle = [](std::uint32_t) { return DevHost::kNoHandle; };
-        parts.end = [](FaultPlan::End) {};
+        parts.end = [](FaultPlan::End, std::uint32_t) {};
         return parts;
     }
 

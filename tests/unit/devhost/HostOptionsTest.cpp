@@ -74,8 +74,8 @@ TEST(HostOptions, successor_gets_the_same_options_with_the_faults_that_are_left)
                           "9", "--log", "l", "--parent", "3"},
                          status, text);
     ASSERT_TRUE(options.has_value());
-    const auto again =
-        ParseHostOptions(DevHost::SuccessorArguments(*options, 77, "any x2 fail 5"), status, text);
+    const auto again = ParseHostOptions(
+        DevHost::SuccessorArguments(*options, 77, "any x2 fail 5", 0), status, text);
     ASSERT_TRUE(again.has_value()) << text;
     EXPECT_EQ(again->mode, 1);
     EXPECT_EQ(again->root, "r");
@@ -94,7 +94,8 @@ TEST(HostOptions, successor_without_faults_has_none) {
     options.fault = "any crash";
     int status = -1;
     std::string text;
-    const auto again = ParseHostOptions(DevHost::SuccessorArguments(options, 1, ""), status, text);
+    const auto again =
+        ParseHostOptions(DevHost::SuccessorArguments(options, 1, "", 0), status, text);
     ASSERT_TRUE(again.has_value());
     EXPECT_TRUE(again->fault.empty());
 }

@@ -68,11 +68,12 @@ protected:
     std::uint32_t m_uiReplySize = 0;
     DevHost::HostServer m_Server{
         m_Router, m_Clients, m_Events, m_Faults,
-        DevHost::HostProcessHooks{[this](std::uint32_t processId) -> std::uint64_t {
-                                      m_uiMonitored = processId;
-                                      return processId == 1 ? DevHost::kNoHandle : 0x1234;
-                                  },
-                                  [this](FaultPlan::End end) { m_vecEnd.push_back(end); }}};
+        DevHost::HostProcessHooks{
+            [this](std::uint32_t processId) -> std::uint64_t {
+                m_uiMonitored = processId;
+                return processId == 1 ? DevHost::kNoHandle : 0x1234;
+            },
+            [this](FaultPlan::End end, std::uint32_t) { m_vecEnd.push_back(end); }}};
 };
 
 TEST_F(HostServerFixture, serves_every_message_id) {
