@@ -3,6 +3,7 @@
 // The commands of the program. Each writes its result and returns, or raises one of Errors.h.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,22 @@ struct MonitorOptions {
 
 // Shows measurements line by line.
 void RunMonitor(Context& context, const MonitorOptions& options);
+
+struct EventsOptions {
+    std::vector<std::uint32_t> ids;  // none: the events whose numbers the library knows
+    std::uint32_t count = 0;         // ends after so many events; 0: at Ctrl+C
+};
+
+// Shows events as they come. Subscribes again when the service was restarted.
+void RunEvents(Context& context, const EventsOptions& options);
+
+struct PublishOptions {
+    std::uint32_t id = 0;
+    std::optional<std::string> param;  // JSON text, UTF-8
+};
+
+// Publishes one event. Raises UsageError for a parameter that is no JSON.
+void RunPublish(Context& context, const PublishOptions& options);
 
 enum class CaptureKind { Auto, Request, Reply, Message };
 

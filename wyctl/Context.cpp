@@ -93,6 +93,19 @@ void Context::CloseSession() {
     }
 }
 
+std::uint32_t Context::Subscribe(std::uint32_t eventId, WyEventCallback callback) {
+    constexpr SlotClass classes[] = {SlotClass::UInt32, SlotClass::Pointer};
+    const std::uint64_t slots[] = {
+        eventId, static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(callback))};
+    return CallExport(RequireExport("WySubscribeEvent"), classes, slots);
+}
+
+std::uint32_t Context::Unsubscribe(std::uint32_t eventId) {
+    constexpr SlotClass classes[] = {SlotClass::UInt32};
+    const std::uint64_t slots[] = {eventId};
+    return CallExport(RequireExport("WyUnsubscribeEvent"), classes, slots);
+}
+
 void Context::PrintJson(const Json::Value& value) const {
     m_Terminal.Out(WriteJson(value) + "\n");
 }

@@ -57,6 +57,11 @@ public:
     void CloseSession();
     bool SessionIsOpen() const { return m_bSession; }
 
+    // Subscribes this process to an event and takes that back (WySubscribeEvent,
+    // WyUnsubscribeEvent). Return the library's code; raise Failure when it lacks the export.
+    std::uint32_t Subscribe(std::uint32_t eventId, WyEventCallback callback);
+    std::uint32_t Unsubscribe(std::uint32_t eventId);
+
     // One line on stdout.
     void PrintJson(const Json::Value& value) const;
 

@@ -50,6 +50,7 @@ private:
     void AddCallAndList();
     void AddSearches();
     void AddMonitor();
+    void AddEvents();
     void AddDecode();
     void AddBatch();
     void AddSearchOptions(CLI::App& command, bool filters);
@@ -66,6 +67,8 @@ private:
     FileSearchOptions m_Search;
     std::string m_strMinimumSize = "0";
     MonitorOptions m_Monitor;
+    EventsOptions m_Events;
+    PublishOptions m_Publish;
     DecodeOptions m_Decode;
     std::string m_strBatchFile;
 };
@@ -91,6 +94,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults) : m_App(kAbout, "wyctl"
     AddCallAndList();
     AddSearches();
     AddMonitor();
+    AddEvents();
     AddDecode();
     AddBatch();
 }
@@ -185,6 +189,24 @@ void CommandLine::AddMonitor() {
     monitor->add_option("--interval", m_Monitor.intervalMs, "Milliseconds between samples")
         ->option_text("MS")
         ->capture_default_str();
+}
+
+void CommandLine::AddEvents() {
+    CLI::App* const events =
+        Add("events", "Show events as they come, until Ctrl+C", [this](Context& c) {
+            RunEvents(c, m_Events);
+            return kExitSuccess;
+        });
+    events->add_option("ID", m_Events.ids,
+                       "Numbers of the events; none: those that the library knows");
+    events->add_option("--count", m_Events.count, "End after so many events; 0: never")
+        ->option_text("COUNT");
+    CLI::App* const publish = Add("publish", "Publish an event", [this](Context& c) {
+        RunPublish(c, m_Publish);
+        return kExitSuccess;
+    });
+    publish->add_option("ID", m_Publish.id, "Number of the event")->required();
+    publish->add_option("JSON", m_Publish.param, "Its parameter");
 }
 
 void CommandLine::AddDecode() {

@@ -1,0 +1,38 @@
+#pragma once
+
+// Events on their way from the library's thread to the thread of a command.
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace WyCtl {
+
+struct ReceivedEvent {
+    std::uint32_t id = 0;
+    std::wstring text;  // JSON, the whole event
+};
+
+// One for the process, because the library's callback has no context of its own. A feed that
+// nobody reads keeps its newest events.
+class EventFeed {
+public:
+    static constexpr std::size_t kCapacity = 10000;
+
+    static EventFeed& Instance();
+
+    void Push(std::uint32_t id, const wchar_t* text);
+    std::optional<ReceivedEvent> Pop();
+    // Events that were pushed out since the last Clear.
+    std::uint64_t Dropped() const;
+    void Clear();
+
+private:
+    mutable std::mutex m_Mutex;
+    std::deque<ReceivedEvent> m_Events;
+    std::uint64_t m_uiDropped = 0;
+};
+
+}  // namespace WyCtl
