@@ -160,8 +160,9 @@ private:
     std::vector<std::thread> m_vecThread;
 };
 
+// A service that dies while it answers may also leave an answer that cannot be read.
 bool IsTransportCode(std::uint32_t code) {
-    return code == WY_S_OK || WY_IS_REMOTE_ERROR(code);
+    return code == WY_S_OK || WY_IS_REMOTE_ERROR(code) || code == WY_E_MALFORMED_REPLY;
 }
 
 void PrintFigures(std::vector<std::chrono::milliseconds> repairs,

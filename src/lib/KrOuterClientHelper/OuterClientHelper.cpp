@@ -470,6 +470,12 @@ std::uint64_t OuterClientReconnect::AskServiceHandle() {
 bool OuterClientReconnect::TryReconnect() {
     CKrRpcClientHelper::m_bRegistered = false;
     m_Helper.UninitProduct();
+    if (CKrRpcClientHelper::m_bInited) {
+        // Calls on other threads keep the manager, and with it the record of the registration that
+        // only the dead service knew. It would stand in the way of the new one, which has the same
+        // tracking id.
+        CRpcClientManager::EraseTrackingID(CKrRpcClientHelper::m_strRegisterTrackingID.c_str());
+    }
     m_Helper.InitProduct(ProductIdentity::kProductNumber, ProductIdentity::kProductIdString);
     const std::uint32_t code = m_Helper.RegisterProcess(m_Helper.m_strProcessName.c_str(),
                                                         CKrRpcClientHelper::g_fnCallback.load());

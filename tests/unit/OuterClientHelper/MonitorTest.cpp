@@ -128,6 +128,22 @@ TEST_F(Monitor, end_of_the_service_registers_the_process_anew_after_half_a_secon
     EXPECT_TRUE(MonitorHasAsked());
 }
 
+// Calls of other threads keep the client manager alive during the repair.
+TEST_F(Monitor, end_of_the_service_under_running_calls_registers_the_process_anew_as_well) {
+    Service().SetMonitorReply(MonitorReply(Duplicate()));
+    const Helper another;
+    ASSERT_EQ(Register(), kSuccess);
+    ASSERT_TRUE(MonitorHasAsked());
+    const std::string key = SessionKey();
+    Service().TakeRequests();
+    Service().SetMonitorReply(MonitorReply(Duplicate()));
+    SetEvent(m_hService);
+    // It asks for the new service's process only when it is registered there.
+    EXPECT_TRUE(MonitorHasAsked());
+    EXPECT_EQ(SessionKey(), key);
+    ResetEvent(m_hService);
+}
+
 TEST_F(Monitor, service_that_stays_away_is_asked_until_it_is_back) {
     Service().SetMonitorReply(MonitorReply(Duplicate()));
     ASSERT_EQ(Register(), kSuccess);
