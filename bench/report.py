@@ -72,6 +72,22 @@ def round_trip(path):
             f"{f['ratio_p25']:.2f} to {f['ratio_p75']:.2f}")
 
 
+def events(path):
+    """Medians of the runs, which took turns."""
+    runs = {}
+    for name, f in fields(path):
+        runs.setdefault(name, []).append(f)
+    dll, bare = runs["events_dll"], runs["events_bare"]
+    for key, what in (("p50_us", "median"), ("p99_us", "99th percentile")):
+        ours, theirs = (statistics.median(f[key] for f in r) for r in (dll, bare))
+        row(f"event from publication to callback ÷ bare routine, {what} (Wine)",
+            f"{ours / theirs:.2f}", "shown", f"{ours:.0f} µs, {theirs:.0f} µs")
+    ours, theirs = (statistics.median(f["per_second"] for f in r) for r in (dll, bare))
+    count = int(sum(f["count"] for f in dll))
+    row("events in a second ÷ bare routine (Wine)", f"{ours / theirs:.2f}", "shown",
+        f"{ours:.0f}, {theirs:.0f}; {count} events of 300 characters")
+
+
 def answers(path):
     by_size = {}
     for _, f in fields(path):
@@ -92,6 +108,7 @@ def main():
     print("|---|---|---|---|")
     for name, show in (("roundtrip.txt", round_trip), ("bench_marshalling.json", marshalling),
                        ("bench_formats.json", formats), ("answers.txt", answers),
+                       ("events.txt", events),
                        ("bench_log.json", log_line)):
         if (results / name).exists():
             show(results / name)

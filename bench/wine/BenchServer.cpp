@@ -13,12 +13,14 @@
 #include "utilRPC/RpcMessages.h"
 #include "utilRPC/rpc_EndpointMap.h"
 #include "utilRPC/rpc_server.h"
+#include "wine/BenchClient.h"
 
 namespace Result = KrCommon::Result;
 
 namespace {
 
 constexpr std::uint32_t kBigFileResult = 400010002;
+constexpr std::uint32_t kPublishEvent = 400012008;
 constexpr std::uint32_t kConnectionMonitor = 35870;
 
 // An answer of about `kibibytes` KiB of JSON text: a list of files as a search gives it.
@@ -36,6 +38,24 @@ std::wstring BigAnswer(std::uint32_t kibibytes) {
     return text + L"]},\"retCode\":553582592}\n";
 }
 
+// One event on its way to a client, as the wire has it.
+std::vector<std::uint8_t> Delivery(const std::string& trackingId) {
+    std::wstring text = L"{\"eventId\":7,\"param\":\"";
+    text += std::wstring(BenchServer::kEventLength - text.size() - 3, L'x') + L"\"}\n";
+    CRpcDataHandleWrapper message(RPC_MSG_MAIN);
+    message.Set(ID_DATA_TRACKING_ID, trackingId);
+    message.Set(ID_DATA_RESULT_CODE, static_cast<std::int32_t>(Result::kSuccess));
+    message.Set(ID_DATA_BODY_ID, static_cast<std::int32_t>(RPC_MSG_PRODUCT_DATA));
+    {
+        const CRpcNestedMessage report(message, RPC_MSG_PRODUCT_DATA);
+        message.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text.c_str(),
+                    static_cast<std::uint32_t>(text.size()));
+    }
+    CIPCMsgBuffer out(CIPCMsgBuffer::kBlockSize, false);
+    out << IPC_MSG_COMMAND_RESULT << message;
+    return {out.GetData(), out.GetData() + out.GetLength()};
+}
+
 class Handler : public CIPCServerRequestCallback {
 public:
     bool GetMsgID(std::uint32_t** ids, std::uint32_t* count) override {
@@ -49,6 +69,13 @@ public:
         if (id == BenchServer::kLastMailRequest) {
             const std::lock_guard lock(m_Mutex);
             out.WriteBytes(m_LastMail.data(), static_cast<std::uint32_t>(m_LastMail.size()));
+            return;
+        }
+        if (id == BenchServer::kDeliverTo) {
+            const std::string both(reinterpret_cast<const char*>(in.GetReadPtr()),
+                                   in.GetRemaining());
+            SetReceiver(both.substr(0, RpcMessages::kIdLength),
+                        both.substr(RpcMessages::kIdLength));
             return;
         }
         if (id == IPC_MSG_SEND_MAIL)
@@ -80,16 +107,41 @@ private:
         return BigAnswer(document["filterParamHighBound"].AsUInt32());
     }
 
-    static void Answer(std::uint32_t id, const CRpcDataHandleWrapper& message, CIPCMsgBuffer& out) {
+    void SetReceiver(const std::string& endpoint, const std::string& trackingId) {
+        const std::lock_guard lock(m_Mutex);
+        m_Delivery = Delivery(trackingId);
+        m_Receiver.assign(endpoint.begin(), endpoint.end());
+    }
+
+    // Before the publisher has its answer, so that one event at a time is under way.
+    void Deliver() {
+        std::wstring receiver;
+        std::vector<std::uint8_t> delivery;
+        {
+            const std::lock_guard lock(m_Mutex);
+            receiver = m_Receiver;
+            delivery = m_Delivery;
+        }
+        if (!receiver.empty())
+            BenchClient::BareCall(receiver, delivery);
+    }
+
+    void Answer(std::uint32_t id, const CRpcDataHandleWrapper& message, CIPCMsgBuffer& out) {
         CRpcMainMsg main;
         RpcMessages::DecodeMain(message, main);
         CommandContext command{};
         RpcMessages::DecodeCommand(main.Body, RPC_MSG_PRODUCT_DATA, command);
+        if (id == IPC_MSG_REGISTER_PROCESS)
+            SetReceiver(main.szClientSessionKey, command.szTrackingID);
         CRpcDataHandleWrapper report(RPC_MSG_PRODUCT_DATA);
         report.Set(ID_DATA_PRODUCTADAPTER_COMM_MAILRESULT, Result::kSuccess);
         if (id == IPC_MSG_SEND_MAIL) {
             CRpcDataHandleWrapper mail;
             CRpcDataHandleWrapper(command.hData).Get(RPC_MSG_PRODUCT_DATA, &mail);
+            std::uint32_t api = 0;
+            mail.Get(ID_DATA_PRODUCTADAPTER_COMM_MAIL_ID, &api);
+            if (api == kPublishEvent)
+                Deliver();
             const std::wstring text = AnswerText(mail);
             CRpcDataHandleWrapper param(RPC_MSG_PRODUCT_DATA);
             param.Set(ID_DATA_PRODUCTADAPTER_COMM_JSON_STRING, text.c_str(),
@@ -111,6 +163,8 @@ private:
 
     std::mutex m_Mutex;
     std::vector<std::uint8_t> m_LastMail;
+    std::wstring m_Receiver;
+    std::vector<std::uint8_t> m_Delivery;
 };
 
 }  // namespace

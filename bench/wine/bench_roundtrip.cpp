@@ -18,6 +18,7 @@
 #include "utilRPC/IdlClientHelper.h"
 #include "utilRPC/RpcClientManager.h"
 #include "utilRPC/rpc_client.h"
+#include "wine/BenchClient.h"
 #include "wine/BenchServer.h"
 
 #include <psapi.h>
@@ -25,47 +26,15 @@
 
 namespace {
 
+using BenchClient::BareCall;
+using BenchClient::Fail;
+using BenchClient::Quantile;
+using BenchClient::ServerProcess;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kCallsPerBatch = 50;
 constexpr int kDefaultBatches = 41;
 constexpr std::uint32_t kSuccess = 0x20ff0000;
-constexpr const wchar_t* kStopEvent = L"WySdkBenchStop";
-
-[[noreturn]] void Fail(const char* what, unsigned long code) {
-    std::fprintf(stderr, "bench_roundtrip: %s, 0x%lx\n", what, code);
-    std::exit(1);
-}
-
-// The service as a second process for the length of a scope.
-class ServerProcess {
-public:
-    ServerProcess() : m_hStop(CreateEventW(nullptr, TRUE, FALSE, kStopEvent)) {
-        wchar_t self[MAX_PATH];
-        GetModuleFileNameW(nullptr, self, MAX_PATH);
-        std::wstring command = L"\"" + std::wstring(self) + L"\" serve " + kStopEvent;
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                           &startup, &m_Process) == 0) {
-            Fail("the service process did not start", GetLastError());
-        }
-    }
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
-    ~ServerProcess() {
-        SetEvent(m_hStop);
-        WaitForSingleObject(m_Process.hProcess, 10000);
-        TerminateProcess(m_Process.hProcess, 1);
-        CloseHandle(m_Process.hThread);
-        CloseHandle(m_Process.hProcess);
-        CloseHandle(m_hStop);
-    }
-
-private:
-    HANDLE m_hStop;
-    PROCESS_INFORMATION m_Process{};
-};
 
 // The DLL as an application sees it.
 class Sdk {
@@ -105,26 +74,6 @@ private:
     HMODULE m_Module;
 };
 
-// What a call costs without the library: bind, call with the given bytes, free.
-std::size_t BareCall(const std::vector<std::uint8_t>& request) {
-    std::wstring endpoint = ServiceComponentName();
-    wchar_t protocol[] = L"ncalrpc";
-    RPC_WSTR text = nullptr;
-    RPC_BINDING_HANDLE binding = nullptr;
-    RpcStringBindingComposeW(nullptr, reinterpret_cast<RPC_WSTR>(protocol), nullptr,
-                             reinterpret_cast<RPC_WSTR>(endpoint.data()), nullptr, &text);
-    RpcBindingFromStringBindingW(text, &binding);
-    const IdlClientHelper::Reply reply = IdlClientHelper::SendRequest(
-        0, binding, request.data(), static_cast<std::int32_t>(request.size()));
-    if (reply.uiException != 0)
-        Fail("a bare call failed", reply.uiException);
-    const auto size = static_cast<std::size_t>(reply.lSize);
-    std::free(reply.pBytes);
-    RpcStringFreeW(&text);
-    RpcBindingFree(&binding);
-    return size;
-}
-
 std::vector<std::uint8_t> LastMailRequest() {
     CIPCMsgBuffer in(CIPCMsgBuffer::kBlockSize, false);
     CIPCMsgBuffer out(CIPCMsgBuffer::kBlockSize, false);
@@ -142,13 +91,8 @@ double MicrosecondsPerCall(Call call) {
     return std::chrono::duration<double, std::micro>(Clock::now() - begin).count() / kCallsPerBatch;
 }
 
-double Quantile(std::vector<double> values, double q) {
-    std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(q * static_cast<double>(values.size() - 1))];
-}
-
 int MeasureCalls(int batches) {
-    const ServerProcess server;
+    const ServerProcess server(BenchServer::kStopEvent);
     const Sdk sdk;
     sdk.OpenSession();
     std::uint32_t usage = 0;
@@ -158,7 +102,8 @@ int MeasureCalls(int batches) {
     };
     dll();
     const std::vector<std::uint8_t> request = LastMailRequest();
-    const auto bare = [&] { BareCall(request); };
+    const std::wstring endpoint = ServiceComponentName();
+    const auto bare = [&] { BareCall(endpoint, request); };
     bare();
     std::vector<double> dllTimes;
     std::vector<double> bareTimes;
@@ -183,7 +128,7 @@ int MeasureCalls(int batches) {
 }
 
 int MeasureAnswer(std::uint32_t kibibytes) {
-    const ServerProcess server;
+    const ServerProcess server(BenchServer::kStopEvent);
     const Sdk sdk;
     sdk.OpenSession();
     PROCESS_MEMORY_COUNTERS before{};
@@ -216,7 +161,7 @@ int main(int argc, char** argv) {
     Frwk::Mode::SetWyvarionId(L"Wyvarion");
     CRPCClient::ReadMode();
     if (what == "serve")
-        return BenchServer::Serve(kStopEvent);
+        return BenchServer::Serve(BenchServer::kStopEvent);
     if (what == "calls")
         return MeasureCalls(argc > 2 ? std::atoi(argv[2]) : kDefaultBatches);
     if (what == "answer" && argc > 2) {
