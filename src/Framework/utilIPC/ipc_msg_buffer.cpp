@@ -13,13 +13,15 @@ constexpr std::uint32_t kViewBlockSize = 32768;
 
 }  // namespace
 
-CAccBuffer::CAccBuffer(std::uint32_t blockSize)
-    : m_uiCapacity(0), m_uiLength(0), m_uiBlockSize(blockSize), m_pData(nullptr), m_bOwner(true) {}
+CAccBuffer::CAccBuffer(std::uint32_t blockSize) : CAccBuffer(blockSize, {}) {}
 
 CAccBuffer::CAccBuffer(std::uint32_t blockSize, std::span<std::uint8_t> room)
-    : CAccBuffer(blockSize) {
-    m_Room = room;
-}
+    : m_uiCapacity(0),
+      m_uiLength(0),
+      m_uiBlockSize(blockSize),
+      m_pData(nullptr),
+      m_bOwner(true),
+      m_Room(room) {}
 
 CAccBuffer::CAccBuffer(const std::uint8_t* data, std::uint32_t size)
     : m_uiCapacity(size),
@@ -49,7 +51,7 @@ void CAccBuffer::Write(const void* source, std::uint32_t size) {
         auto* grown = new (std::nothrow) std::uint8_t[static_cast<std::size_t>(capacity)];
         if (grown == nullptr)
             return;
-        if (m_uiLength > 0)
+        if (m_pData != nullptr)
             std::memcpy(grown, m_pData, m_uiLength);
         if (size > 0)
             std::memcpy(grown + m_uiLength, source, size);
@@ -57,7 +59,7 @@ void CAccBuffer::Write(const void* source, std::uint32_t size) {
             delete[] m_pData;
         m_pData = grown;
         m_uiCapacity = static_cast<std::uint32_t>(capacity);
-    } else if (size > 0) {
+    } else if (size > 0 && m_pData != nullptr) {
         std::memcpy(m_pData + m_uiLength, source, size);
     }
     m_uiLength += size;
