@@ -18,7 +18,9 @@ const Function& RequireFunction(const std::string& name) {
         throw UsageError(fmt::format("there is no function {}; 'wyctl list' shows all", name));
     }
     if (function->takesCallback) {
-        throw UsageError(name + " needs a callback function, which a command line has not");
+        throw UsageError(name +
+                         " needs a callback function, which a command line has not; 'wyctl events' "
+                         "subscribes");
     }
     return *function;
 }

@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <limits>
-#include <string_view>
 
 #include "wyctl/Errors.h"
 
@@ -41,6 +40,28 @@ std::vector<std::string> SplitCommandLine(const std::string& line) {
         arguments.push_back(std::move(current));
     }
     return arguments;
+}
+
+std::optional<std::uint64_t> ParseNumber(std::string_view text) {
+    int base = 10;
+    if (text.starts_with("0x") || text.starts_with("0X")) {
+        base = 16;
+        text.remove_prefix(2);
+    }
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, base);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+std::uint32_t ParseEventId(const std::string& text) {
+    constexpr std::uint64_t kLargest = std::numeric_limits<std::uint32_t>::max();
+    const std::optional<std::uint64_t> number = ParseNumber(text);
+    if (!number.has_value() || *number > kLargest) {
+        throw UsageError(
+            fmt::format("'{}' is no number of an event (0 to {}, or 0x...)", text, kLargest));
+    }
+    return static_cast<std::uint32_t>(*number);
 }
 
 std::uint64_t ParseSize(const std::string& text) {

@@ -1,8 +1,6 @@
 #include <fmt/format.h>
 #include <json/value.h>
 
-#include <algorithm>
-
 #include "Common/KrCommon/KrComn_Result.h"
 #include "Common/KrCommon/KrComn_String.h"
 #include "wyctl/Commands.h"
@@ -65,10 +63,17 @@ public:
         m_bServed = served;
     }
 
+    // What the last renewal found.
+    bool IsServed() const { return m_bServed; }
+
 private:
     void TakeBack() {
-        for (const std::uint32_t id : m_vecId) {
-            m_Context.Unsubscribe(id);
+        try {
+            for (const std::uint32_t id : m_vecId) {
+                m_Context.Unsubscribe(id);
+            }
+        } catch (const Failure&) {
+            // The library cannot; the end of the session takes everything back as well.
         }
         m_vecId.clear();
     }
@@ -93,6 +98,26 @@ void Show(Context& context, const ReceivedEvent& event) {
         fmt::format("{:>10}  {}\n", event.id, parsed.has_value() ? WriteJson(*parsed) : text));
 }
 
+void ShowUntilEnd(Context& context, Watch& watch, std::uint32_t count) {
+    std::uint64_t shown = 0;
+    for (std::uint32_t round = 1;; ++round) {
+        // What comes meanwhile waits for the next round, so that a storm of events stops neither
+        // Ctrl+C nor the renewals.
+        for (const ReceivedEvent& event : EventFeed::Instance().TakeAll()) {
+            Show(context, event);
+            if (++shown == count) {
+                return;
+            }
+        }
+        if (context.Screen().WaitForInterrupt(kPollMs)) {
+            return;
+        }
+        if (round % kPollsPerRenewal == 0) {
+            watch.Renew();
+        }
+    }
+}
+
 }  // namespace
 
 void RunEvents(Context& context, const EventsOptions& options) {
@@ -101,36 +126,22 @@ void RunEvents(Context& context, const EventsOptions& options) {
         ids.push_back(kReamerStatusEvent);
     }
     SessionScope session(context);
+    bool served = false;
     {
         Watch watch(context, ids);
         if (!context.Options().json) {
             context.Screen().Out(fmt::format("{:>10}  {}\n", "event", "content"));
         }
-        std::uint32_t shown = 0;
-        const auto showAll = [&] {
-            while (options.count == 0 || shown < options.count) {
-                const std::optional<ReceivedEvent> event = EventFeed::Instance().Pop();
-                if (!event.has_value()) {
-                    return false;
-                }
-                Show(context, *event);
-                ++shown;
-            }
-            return true;
-        };
-        for (std::uint32_t round = 1; !showAll(); ++round) {
-            if (context.Screen().WaitForInterrupt(kPollMs)) {
-                break;
-            }
-            if (round % kPollsPerRenewal == 0) {
-                watch.Renew();
-            }
-        }
-        if (const std::uint64_t dropped = EventFeed::Instance().Dropped(); dropped != 0) {
-            context.Screen().Err(fmt::format("note: {} events came too fast to show\n", dropped));
-        }
+        ShowUntilEnd(context, watch, options.count);
+        served = watch.IsServed();
     }
-    session.Close();
+    if (const std::uint64_t dropped = EventFeed::Instance().Dropped(); dropped != 0) {
+        context.Screen().Err(fmt::format("note: {} event(s) came too fast to show\n", dropped));
+    }
+    // A service that is away cannot be told, and the person knows that it is.
+    if (served) {
+        session.Close();
+    }
 }
 
 void RunPublish(Context& context, const PublishOptions& options) {

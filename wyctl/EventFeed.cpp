@@ -20,14 +20,9 @@ void EventFeed::Push(std::uint32_t id, const wchar_t* text) {
     }
 }
 
-std::optional<ReceivedEvent> EventFeed::Pop() {
+std::deque<ReceivedEvent> EventFeed::TakeAll() {
     const std::lock_guard lock(m_Mutex);
-    if (m_Events.empty()) {
-        return std::nullopt;
-    }
-    ReceivedEvent event = std::move(m_Events.front());
-    m_Events.pop_front();
-    return event;
+    return std::exchange(m_Events, {});
 }
 
 std::uint64_t EventFeed::Dropped() const {

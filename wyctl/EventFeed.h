@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
-#include <optional>
 #include <string>
 
 namespace WyCtl {
@@ -24,7 +23,8 @@ public:
     static EventFeed& Instance();
 
     void Push(std::uint32_t id, const wchar_t* text);
-    std::optional<ReceivedEvent> Pop();
+    // All that is there, oldest first; the feed is empty then.
+    std::deque<ReceivedEvent> TakeAll();
     // Events that were pushed out since the last Clear.
     std::uint64_t Dropped() const;
     void Clear();

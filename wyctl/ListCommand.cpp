@@ -35,11 +35,14 @@ std::string Remark(Context& context, const Function& function) {
     if (!function.hasRow) {
         return "ignores its arguments, sends none";
     }
+    std::string remark = Signature(function);
     if (function.takesCallback) {
-        return Signature(function) + "  [needs a callback]";
+        remark += "  [needs a callback, see 'wyctl events']";
     }
-    const bool missing = context.LibraryIsLoadable() && !context.IsExported(function.name);
-    return Signature(function) + (missing ? "  [not exported]" : "");
+    if (context.LibraryIsLoadable() && !context.IsExported(function.name)) {
+        remark += "  [not exported]";
+    }
+    return remark;
 }
 
 }  // namespace

@@ -67,7 +67,11 @@ private:
     FileSearchOptions m_Search;
     std::string m_strMinimumSize = "0";
     MonitorOptions m_Monitor;
+    std::vector<std::string> m_EventIds;
     EventsOptions m_Events;
+    std::string m_strEventId;
+    std::string m_strEventParam;
+    CLI::Option* m_pEventParam = nullptr;
     PublishOptions m_Publish;
     DecodeOptions m_Decode;
     std::string m_strBatchFile;
@@ -194,19 +198,28 @@ void CommandLine::AddMonitor() {
 void CommandLine::AddEvents() {
     CLI::App* const events =
         Add("events", "Show events as they come, until Ctrl+C", [this](Context& c) {
+            for (const std::string& id : m_EventIds) {
+                m_Events.ids.push_back(ParseEventId(id));
+            }
             RunEvents(c, m_Events);
             return kExitSuccess;
         });
-    events->add_option("ID", m_Events.ids,
-                       "Numbers of the events; none: those that the library knows");
+    // As texts: the parser's own numbers are octal behind a 0.
+    events->add_option(
+        "ID", m_EventIds,
+        "Numbers of the events, decimal or 0x...; none: those that the library knows");
     events->add_option("--count", m_Events.count, "End after so many events; 0: never")
         ->option_text("COUNT");
     CLI::App* const publish = Add("publish", "Publish an event", [this](Context& c) {
+        m_Publish.id = ParseEventId(m_strEventId);
+        if (m_pEventParam->count() > 0) {
+            m_Publish.param = m_strEventParam;
+        }
         RunPublish(c, m_Publish);
         return kExitSuccess;
     });
-    publish->add_option("ID", m_Publish.id, "Number of the event")->required();
-    publish->add_option("JSON", m_Publish.param, "Its parameter");
+    publish->add_option("ID", m_strEventId, "Number of the event, decimal or 0x...")->required();
+    m_pEventParam = publish->add_option("JSON", m_strEventParam, "Its parameter");
 }
 
 void CommandLine::AddDecode() {

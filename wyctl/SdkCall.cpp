@@ -2,11 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 
 #include "Common/KrCommon/KrComn_String.h"
+#include "wyctl/CommandText.h"
 #include "wyctl/Errors.h"
 
 namespace WyCtl {
@@ -97,17 +98,6 @@ std::uint64_t LargestOf(ArgumentType type) {
     }
 }
 
-bool ParseNumber(std::string_view text, std::uint64_t& number) {
-    int base = 10;
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        base = 16;
-        text.remove_prefix(2);
-    }
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number, base);
-    return error == std::errc() && stop == end;
-}
-
 }  // namespace
 
 InputValue ParseInput(const Argument& argument, const std::string& text) {
@@ -119,13 +109,13 @@ InputValue ParseInput(const Argument& argument, const std::string& text) {
         default:
             break;
     }
-    std::uint64_t number = 0;
+    const std::optional<std::uint64_t> number = ParseNumber(text);
     const std::uint64_t largest = LargestOf(argument.type);
-    if (!ParseNumber(text, number) || number > largest) {
+    if (!number.has_value() || *number > largest) {
         throw UsageError(fmt::format("argument {}: '{}' is no {} (0 to {}, or 0x...)", argument.key,
                                      text, TypeName(argument.type), largest));
     }
-    return number;
+    return *number;
 }
 
 CallResult CallFunction(ExportAddress address, const Function& function,

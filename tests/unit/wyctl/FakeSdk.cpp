@@ -154,6 +154,26 @@ std::uint32_t WYAPI GetFixProgressV2(const wchar_t* scan, const wchar_t* fix,
     *object = nullptr;
     return Record("WyGetFixProgressV2", fmt::format("{}, {}", Show(scan), Show(fix)));
 }
+std::uint32_t WYAPI SubscribeEvent(std::uint32_t event, WyEventCallback callback) {
+    const std::uint32_t code = Record("WySubscribeEvent", fmt::format("{}", event));
+    if (g_state.refusedEvent == event) {
+        return KrCommon::Result::kNotFound;
+    }
+    if (KrCommon::Result::Succeeded(code)) {
+        g_state.callbacks[event] = callback;
+    }
+    return code;
+}
+std::uint32_t WYAPI UnsubscribeEvent(std::uint32_t event) {
+    const std::uint32_t code = Record("WyUnsubscribeEvent", fmt::format("{}", event));
+    if (KrCommon::Result::Succeeded(code)) {
+        g_state.callbacks.erase(event);
+    }
+    return code;
+}
+std::uint32_t WYAPI PublishEvent(std::uint32_t event) {
+    return Record("WyPublishEvent", fmt::format("{}", event));
+}
 std::uint32_t WYAPI PublishEventEx(std::uint32_t event, const wchar_t* json) {
     return Record("WyPublishEventEx", fmt::format("{}, {}", event, Show(json)));
 }
@@ -195,6 +215,9 @@ const std::map<std::string, ExportAddress>& Exports() {
         {"WyGetIdleTimeframe", Address(GetIdleTimeframe)},
         {"WySetScheduleScanTime", Address(SetScheduleScanTime)},
         {"WyGetFixProgressV2", Address(GetFixProgressV2)},
+        {"WySubscribeEvent", Address(SubscribeEvent)},
+        {"WyUnsubscribeEvent", Address(UnsubscribeEvent)},
+        {"WyPublishEvent", Address(PublishEvent)},
         {"WyPublishEventEx", Address(PublishEventEx)},
         {"WyGetDiskGarbage", Address(GetDiskGarbage)},
     };
@@ -205,7 +228,8 @@ class Library : public WyCtl::SdkLibrary {
 public:
     ExportAddress FindExport(const std::string& name) const override {
         const auto found = Exports().find(name);
-        return found == Exports().end() ? nullptr : found->second;
+        return found == Exports().end() || g_state.hidden.count(name) != 0 ? nullptr
+                                                                           : found->second;
     }
     WyCtl::TextRelease Release() const override {
         return [](wchar_t* text) {
@@ -219,6 +243,10 @@ public:
 
 FakeSdk::State& FakeSdk::Get() {
     return g_state;
+}
+
+std::uint32_t FakeSdk::Deliver(std::uint32_t event, const wchar_t* json) {
+    return g_state.callbacks.at(event)(event, json);
 }
 
 WyCtl::LibraryLoader FakeSdk::Reset() {

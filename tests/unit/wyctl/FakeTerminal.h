@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "wyctl/Terminal.h"
@@ -13,7 +14,11 @@ public:
     bool ErrIsInteractive() const override { return interactive; }
     bool WaitForInterrupt(std::uint32_t milliseconds) override {
         lastWait = milliseconds;
-        return ++waits >= interruptAtWait;
+        ++waits;
+        if (onWait) {
+            onWait(waits);
+        }
+        return waits >= interruptAtWait;
     }
 
     std::string out;
@@ -22,4 +27,5 @@ public:
     std::uint32_t waits = 0;
     std::uint32_t interruptAtWait = UINT32_MAX;
     std::uint32_t lastWait = 0;
+    std::function<void(std::uint32_t wait)> onWait;  // what happens meanwhile; waits count from 1
 };

@@ -1,17 +1,13 @@
-#include "wyctl/Program.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <fstream>
 
-#include "FakeSdk.h"
-#include "FakeTerminal.h"
+#include "ProgramFixture.h"
 #include "wyctl/Batch.h"
 #include "wyctl/CommandText.h"
 #include "wyctl/Errors.h"
-#include "wyctl/JsonText.h"
 
 namespace {
 
@@ -19,37 +15,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-class Program : public ::testing::Test {
-protected:
-    int Run(std::vector<std::string> arguments) {
-        m_Terminal.out.clear();
-        m_Terminal.err.clear();
-        FakeSdk::Get().calls.clear();
-        return WyCtl::RunProgram(arguments, m_Terminal, m_Loader);
-    }
-
-    // The JSON object on each line of stdout.
-    std::vector<Json::Value> JsonLines() const {
-        std::vector<Json::Value> lines;
-        std::istringstream text(m_Terminal.out);
-        std::string line;
-        while (std::getline(text, line)) {
-            const auto value = WyCtl::ParseJson(line);
-            EXPECT_TRUE(value.has_value()) << line;
-            lines.push_back(value.value_or(Json::Value()));
-        }
-        return lines;
-    }
-
-    Json::Value OneJson() const {
-        const auto lines = JsonLines();
-        EXPECT_EQ(lines.size(), 1U) << m_Terminal.out;
-        return lines.empty() ? Json::Value() : lines[0];
-    }
-
-    WyCtl::LibraryLoader m_Loader = FakeSdk::Reset();
-    FakeTerminal m_Terminal;
-};
+using Program = ProgramFixture;
 
 TEST_F(Program, call_shows_outputs_by_name) {
     EXPECT_EQ(Run({"call", "WyGetSysMemUsage"}), 0);
@@ -121,6 +87,7 @@ TEST_F(Program, wrong_command_lines_are_usage_errors) {
         {{}, "subcommand"},
         {{"nonsense"}, "there is no command 'nonsense'"},
         {{"call", "WySubscribeEvent", "1", "x"}, "needs a callback"},
+        {{"call", "WyUnsubscribeEvent", "1", "x"}, "'wyctl events' subscribes"},
         {{"call"}, "NAME"},
         {{"call", "WyNothing"}, "there is no function WyNothing"},
         {{"call", "wyscan"}, "there is no function wyscan"},
@@ -136,6 +103,18 @@ TEST_F(Program, wrong_command_lines_are_usage_errors) {
         {{"--progress", "loud", "scan"}, "progress"},
         {{"bigfiles", "--min-size", "12Q"}, "'12Q' is no size"},
         {{"monitor", "--count", "many"}, "count"},
+        {{"events", "x"}, "'x' is no number of an event"},
+        {{"events", "7", "4294967296"}, "'4294967296' is no number of an event"},
+        {{"events", "0x"}, "'0x' is no number of an event"},
+        {{"events", "--", "-1"}, "'-1' is no number of an event"},
+        {{"events", ""}, "'' is no number of an event"},
+        {{"events", "7", "--count", "x"}, "count"},
+        {{"publish"}, "ID"},
+        {{"publish", "7.5"}, "'7.5' is no number of an event"},
+        {{"publish", "0x100000000", "{}"}, "'0x100000000' is no number of an event"},
+        {{"publish", "7", "{bad"}, "the parameter of an event must be JSON"},
+        {{"publish", "7", ""}, "the parameter of an event must be JSON"},
+        {{"publish", "7", "1", "2"}, "2"},
         {{"decode"}, "FILE"},
         {{"decode", "x", "--as", "poem"}, "as"},
     };
@@ -183,8 +162,24 @@ TEST_F(Program, list_shows_every_function) {
                                           "in activeSessionId: uint32, in items: list"));
     EXPECT_THAT(m_Terminal.out, HasSubstr("in sessionId: string, in items: list  [not exported]"));
     EXPECT_THAT(m_Terminal.out, HasSubstr("ignores its arguments"));
-    EXPECT_THAT(m_Terminal.out, HasSubstr("[needs a callback]"));
     EXPECT_TRUE(FakeSdk::Get().calls.empty());
+}
+
+TEST_F(Program, list_says_of_subscription_calls_that_they_need_a_callback) {
+    const auto lineOf = [this](const std::string& function) {
+        const std::size_t start = m_Terminal.out.find(function + " ");
+        EXPECT_NE(start, std::string::npos) << function;
+        return m_Terminal.out.substr(start, m_Terminal.out.find('\n', start) - start);
+    };
+    EXPECT_EQ(Run({"list"}), 0);
+    for (const char* function : {"WySubscribeEvent", "WyUnsubscribeEvent"}) {
+        EXPECT_THAT(lineOf(function), HasSubstr("[needs a callback, see 'wyctl events']"));
+        EXPECT_THAT(lineOf(function), Not(HasSubstr("not exported")));
+    }
+    FakeSdk::Get().hidden = {"WyUnsubscribeEvent"};
+    EXPECT_EQ(Run({"list"}), 0);
+    EXPECT_THAT(lineOf("WySubscribeEvent"), Not(HasSubstr("not exported")));
+    EXPECT_THAT(lineOf("WyUnsubscribeEvent"), HasSubstr("[not exported]"));
 }
 
 TEST_F(Program, list_as_json_with_and_without_the_library) {
@@ -198,6 +193,14 @@ TEST_F(Program, list_as_json_with_and_without_the_library) {
     EXPECT_EQ(functions[0]["arguments"][2]["direction"], Json::Value("out"));
     EXPECT_EQ(functions[6]["name"], Json::Value("WyFix"));
     EXPECT_EQ(functions[6]["exported"], Json::Value(false));
+    std::vector<std::string> notCallable;
+    for (const Json::Value& function : functions) {
+        if (!function["callable"].asBool()) {
+            notCallable.push_back(function["name"].asString());
+            EXPECT_EQ(function["exported"], Json::Value(true)) << notCallable.back();
+        }
+    }
+    EXPECT_THAT(notCallable, ElementsAre("WySubscribeEvent", "WyUnsubscribeEvent"));
     FakeSdk::Get().missing = true;
     EXPECT_EQ(Run({"list", "--json"}), 0);
     functions = OneJson()["functions"];
