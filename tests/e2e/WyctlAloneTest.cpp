@@ -24,10 +24,16 @@ TEST(WyctlAlone, call_fails_with_code_and_meaning) {
     EXPECT_EQ(answer["code"].asUInt(), 0xe00106baU);
     EXPECT_THAT(answer["meaning"].asString(), HasSubstr("no service listens"));
     EXPECT_TRUE(answer["outputs"]["sessionId"].isNull());
+
+    const ProgramResult publish = Wyctl({L"publish", L"7", L"{}"});
+    EXPECT_EQ(publish.exitCode, 1U);
+    EXPECT_EQ(publish.out, "");
+    EXPECT_THAT(publish.err, HasSubstr("WyPublishEventEx failed with 0xe00106ba: no service"));
 }
 
 TEST(WyctlAlone, commands_that_need_a_session_say_that_it_cannot_be_opened) {
-    for (const wchar_t* command : {L"scan", L"bigfiles", L"duplicates", L"usage", L"monitor"}) {
+    for (const wchar_t* command :
+         {L"scan", L"bigfiles", L"duplicates", L"usage", L"monitor", L"events"}) {
         const ProgramResult result = Wyctl({command, L"--json"});
         EXPECT_EQ(result.exitCode, 1U);
         const Json::Value answer = OneJsonLine(result.out);
@@ -56,6 +62,8 @@ TEST(WyctlAlone, wrong_command_lines_are_refused_before_anything_is_called) {
         {{L"call", L"WyFix", L"s", L"i"}, "does not export it"},
         {{L"call", L"WySubscribeEvent", L"1", L"x"}, "needs a callback"},
         {{L"monitor", L"--interval", L"soon"}, "interval"},
+        {{L"events", L"seven"}, "'seven' is no number of an event"},
+        {{L"publish", L"7", L"{percent:5}"}, "the parameter of an event must be JSON"},
     };
     for (const auto& row : rows) {
         const ProgramResult text = Wyctl(row.arguments);
