@@ -69,10 +69,26 @@ usage
 monitor --count 3 --interval 700
 COMMANDS
 
+title "Events: one wyctl.exe watches, another publishes"
+watch_log=$prefix/watch.log
+timeout 60 wine wyctl.exe events 7 --count 1 >"$watch_log" 2>&1 </dev/null &
+watcher=$!
+# The head of the lines tells that it has subscribed.
+for ((i = 0; i < 300; i++)); do
+    grep -qs content "$watch_log" && break
+    kill -0 "$watcher" 2>/dev/null || die "the watcher ended: $(tail -n 5 "$watch_log")"
+    sleep 0.1
+done
+say "> wyctl publish 7 '{\"percent\":5}'"
+timeout 60 wine wyctl.exe publish 7 '{"percent":5}' </dev/null 2>&1 | cat
+wait "$watcher" || die "the event did not arrive: $(tail -n 5 "$watch_log")"
+say "> wyctl events 7 --count 1"
+cat "$watch_log"
+
 title "Done"
 say "host stopped. What to do next:
   ./test --quick      run the tests
-  docs/wyctl.md       all commands: scan, bigfiles, monitor, call any function, decode messages
+  docs/wyctl.md       all commands: scan, bigfiles, monitor, events, call any function, decode
   docs/devhost.md     the host: its options, its answers, and scripts of faults to test against
   README.md           use WySdk.dll from your own application
 The three programs in $(realpath --relative-to="$wy_root" "$bin") run on a Windows machine as well:
