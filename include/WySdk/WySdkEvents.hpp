@@ -1,4 +1,4 @@
-// WySdkEvents.hpp: events for C++17 applications. Include <WySdk/WySdk.hpp>.
+// WySdkEvents.hpp: events for C++17 applications. Part of <WySdk/WySdk.hpp>.
 //
 // Two ways to take events, for different numbers of one process as it likes:
 //   - wy::subscription calls a function on a thread of the library, under the two rules of WySdk.h
@@ -9,7 +9,7 @@
 #ifndef WYSDK_WYSDKEVENTS_HPP
 #define WYSDK_WYSDKEVENTS_HPP
 
-#include <WySdk/WySdk.hpp>
+#include <WySdk/WySdkResult.hpp>
 
 #include <algorithm>
 #include <chrono>

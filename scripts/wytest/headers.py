@@ -43,8 +43,11 @@ def check(run):
                 *[option for folder in [*generated, deps / "include", deps / "header-only"]
                   for option in ("-isystem", str(folder))]]
     jobs = [("x86_64-w64-mingw32-g++-posix", internal, header, ".cpp")
-            for header in tracked_files("src/*.h", "include/*.h", "include/*.hpp", "trace/*.h",
-                                        "devhost/*.h", "wyctl/*.h")]
+            for header in tracked_files("src/*.h", "include/*.h", "trace/*.h", "devhost/*.h",
+                                        "wyctl/*.h")]
+    jobs += [(f"{arch}-w64-mingw32-g++-posix",
+              ["-std=c++17", "-Wconversion", "-Iinclude", "-I."], header, ".cpp")
+             for arch in ("x86_64", "i686") for header in tracked_files("include/*.hpp")]
     if (ROOT / PUBLIC).exists():
         strict = ["-std=c99", "-pedantic-errors", "-Iinclude", "-I."]
         jobs += [(f"{arch}-w64-mingw32-gcc-posix", strict, PUBLIC, ".c")

@@ -361,7 +361,7 @@ TEST(Exports, each_sends_its_request_and_fills_its_outputs) {
 
 TEST(Exports, are_those_of_the_definition_file) {
     std::multiset<std::string> called{"WyInitialize", "WyUninitialize", "WySubscribeEvent",
-                                          "WyUnsubscribeEvent"};
+                                      "WyUnsubscribeEvent"};
     for (const Call& call : AllCalls())
         called.insert(call.name);
 
