@@ -45,9 +45,10 @@ def layer_of(path):
 
 
 def room_of(path):
-    """A header and its implementations are one room: the name without platform and extension."""
+    """A header and its implementations are one room: the name without platform and extension.
+    The companion headers for C++ are not those for C whose name they share."""
     p = pathlib.PurePosixPath(path)
-    return f"{p.parent}/{SUFFIX.sub('', p.stem)}"
+    return f"{p.parent}/{SUFFIX.sub('', p.stem)}" + (".hpp" if p.suffix == ".hpp" else "")
 
 
 def find_violations(root, files):
