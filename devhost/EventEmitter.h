@@ -37,10 +37,12 @@ public:
     // Stops.
     ~EventEmitter();
 
-    // Without emissions there is no thread.
+    // Without emissions there is no thread. Start and Stop belong to one thread.
     void Start();
     // Waits for a publication that is under way.
     void Stop();
+    // Whether there is a thread.
+    bool IsRunning() const { return m_Thread.joinable(); }
 
 private:
     using Clock = std::chrono::steady_clock;

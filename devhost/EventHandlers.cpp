@@ -3,6 +3,7 @@
 #include <set>
 #include <string>
 
+#include "Common/KrCommon/KrComn_Log.h"
 #include "devhost/JsonFields.h"
 #include "lib/wycommon/WyCommon_JsonDocument.h"
 
@@ -16,8 +17,23 @@ constexpr std::uint32_t kUnsubscribeEvent = 400012007;
 constexpr std::uint32_t kPublishEvent = 400012008;
 }  // namespace ApiId
 
+// By this event the library tells what WySetReamerStatus was asked for.
+constexpr std::uint32_t kReamerStatusEvent = 32769;
+
 // Characters of the JSON text.
 constexpr std::size_t kLongestEvent = 1024 * 1024;
+
+constexpr const char* kLogSource = "EventHandlers";
+constexpr const wchar_t* kLogModule = L"WySvcHost";
+
+void NoteReamerStatus(const Json::Value* param, std::uint32_t publisherPid) {
+    if (param == nullptr || !param->isObject() || !(*param)["status"].isUInt()) {
+        WY_LOG_WARN << L"reamer status without a number, from pid " << publisherPid;
+        return;
+    }
+    WY_LOG_INFO << L"reamer status " << (*param)["status"].asUInt() << L", from pid "
+                << publisherPid;
+}
 
 }  // namespace
 
@@ -95,6 +111,8 @@ ApiAnswer EventHandlers::PublishFor(const Json::Value& request, const CallContex
     if (!Publish(eventId, param, caller.processId, subscribers)) {
         throw RequestError(KrCommon::Result::kInvalidArgument, "the event is too long");
     }
+    if (eventId == kReamerStatusEvent)
+        NoteReamerStatus(param, caller.processId);
     ApiAnswer answer;
     answer.data["eventId"] = eventId;
     answer.data["subscribers"] = subscribers;

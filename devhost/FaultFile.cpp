@@ -10,6 +10,8 @@
 #include <string_view>
 #include <utility>
 
+#include "devhost/FaultScript.h"
+
 namespace DevHost {
 
 namespace {
@@ -20,18 +22,70 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Numbers are JSON numbers, or texts as scripts have them: "0x803".
+bool IsNumberText(std::string_view text) {
+    const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+    if (isHex)
+        text.remove_prefix(2);
+    const std::string_view digits = isHex ? "0123456789abcdefABCDEF" : "0123456789";
+    return !text.empty() && text.find_first_not_of(digits) == std::string_view::npos;
+}
+
+// Numbers are JSON numbers, or texts as scripts have them: "0x803". False for anything else.
+bool ReadNumber(const Json::Value& value, std::string& number) {
+    if (value.isUInt64()) {
+        number = std::to_string(value.asUInt64());
+        return true;
+    }
+    if (!value.isString() || !IsNumberText(value.asString()))
+        return false;
+    number = value.asString();
+    return true;
+}
+
 std::string Number(const Json::Value& value, const std::string& name) {
-    if (value.isUInt64())
-        return std::to_string(value.asUInt64());
-    // Result codes are negative numbers to some.
+    std::string number;
+    if (!ReadNumber(value, number))
+        throw Mistake("\"" + name + "\" must be a number from 0 on");
+    return number;
+}
+
+// Result codes are negative numbers to some.
+std::string Code(const Json::Value& value, const std::string& name) {
     if (value.isInt())
         return std::to_string(static_cast<std::uint32_t>(value.asInt()));
-    if (value.isString() && !value.asString().empty() &&
-        value.asString().find_first_not_of("0123456789abcdefABCDEFxX") == std::string::npos) {
-        return value.asString();
+    std::string number;
+    if (!ReadNumber(value, number))
+        throw Mistake("\"" + name + "\" must be a number");
+    return number;
+}
+
+std::string RequireText(const Json::Value& value, const std::string& name) {
+    if (!value.isString())
+        throw Mistake("\"" + name + "\" must be a text");
+    return value.asString();
+}
+
+// Of members that say different things about one matter there can be one.
+void RejectContradictions(const Json::Value& fault) {
+    constexpr std::array<std::array<const char*, 4>, 6> kGroups{
+        {{"api", "mail", "command", "any"},
+         {"count", "always"},
+         {"nth", "skip"},
+         {"failure", "unknownClient"},
+         {"bytes", "empty"},
+         {"crash", "comeBackAfter", "restart"}}};
+    for (const auto& group : kGroups) {
+        const char* first = nullptr;
+        for (const char* name : group) {
+            if (name == nullptr || !fault.isMember(name))
+                continue;
+            if (first != nullptr) {
+                throw Mistake(std::string("\"") + first + "\" and \"" + name +
+                              "\" exclude each other");
+            }
+            first = name;
+        }
     }
-    throw Mistake("\"" + name + "\" must be a number");
 }
 
 void RequireTrue(const Json::Value& value, const std::string& name) {
@@ -86,8 +140,6 @@ private:
         } else {
             return false;
         }
-        if (!m_strTarget.empty())
-            throw Mistake("there are two targets");
         m_strTarget = target;
         return true;
     }
@@ -98,12 +150,8 @@ private:
             m_strCount += " x*";
         } else if (name == "count") {
             m_strCount += " x" + Number(value, name);
-        } else if (name == "skip") {
-            m_strCount += " skip " + Number(value, name);
-        } else if (name == "nth") {
-            if (!value.isUInt() || value.asUInt() == 0)
-                throw Mistake("\"nth\" counts from 1");
-            m_strCount += " skip " + std::to_string(value.asUInt() - 1);
+        } else if (name == "skip" || name == "nth") {
+            m_strCount += " " + name + " " + Number(value, name);
         } else {
             return false;
         }
@@ -111,18 +159,23 @@ private:
     }
 
     bool TakeNumber(const std::string& name, const Json::Value& value) {
-        constexpr std::array<std::pair<std::string_view, const char*>, 7> kActions{
-            {{"failure", "fail"},
-             {"delay", "delay"},
-             {"cut", "truncate"},
-             {"mailResult", "mailresult"},
-             {"resultCode", "resultcode"},
-             {"retCode", "retcode"},
-             {"size", "size"}}};
-        for (const auto& [member, action] : kActions) {
-            if (name != member)
+        struct Action {
+            std::string_view member;
+            const char* word;
+            bool isCode;
+        };
+        constexpr std::array<Action, 7> kActions{{{"failure", "fail", true},
+                                                  {"delay", "delay", false},
+                                                  {"cut", "truncate", false},
+                                                  {"mailResult", "mailresult", true},
+                                                  {"resultCode", "resultcode", true},
+                                                  {"retCode", "retcode", true},
+                                                  {"size", "size", false}}};
+        for (const Action& action : kActions) {
+            if (name != action.member)
                 continue;
-            Act(std::string(action) + " " + Number(value, name));
+            const std::string number = action.isCode ? Code(value, name) : Number(value, name);
+            Act(std::string(action.word) + " " + number);
             return true;
         }
         return false;
@@ -151,13 +204,13 @@ private:
         } else if (name == "empty") {
             RequireTrue(value, name);
             Act("bytes -");
-        } else if (name == "bytes" && value.isString()) {
-            const std::string digits = value.asString();
+        } else if (name == "bytes") {
+            const std::string digits = RequireText(value, name);
             if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
                 throw Mistake("\"bytes\" must be hexadecimal digits");
             Act("bytes " + (digits.empty() ? "-" : digits));
-        } else if (name == "text" && value.isString()) {
-            Act("texthex " + Hex(value.asString()));
+        } else if (name == "text") {
+            Act("texthex " + Hex(RequireText(value, name)));
         } else {
             return false;
         }
@@ -200,6 +253,22 @@ Json::Value ReadJson(const std::string& text) {
     return root;
 }
 
+// One fault as a statement that FaultScript takes.
+std::string Translate(const Json::Value& fault) {
+    if (!fault.isObject())
+        throw Mistake("a fault must be an object");
+    RejectContradictions(fault);
+    Translator translator;
+    for (const std::string& name : fault.getMemberNames())
+        translator.Take(name, fault[name]);
+    std::string statement = translator.Statement();
+    FaultScript check;
+    std::string error;
+    if (!check.Parse(statement, error))
+        throw Mistake(error);
+    return statement;
+}
+
 }  // namespace
 
 bool FaultFileToScript(const std::string& text, std::string& script, std::string& error) {
@@ -209,12 +278,7 @@ bool FaultFileToScript(const std::string& text, std::string& script, std::string
         const Json::Value root = ReadJson(text);
         for (index = 1; index <= root["faults"].size(); ++index) {
             const Json::Value& fault = root["faults"][index - 1];
-            if (!fault.isObject())
-                throw Mistake("a fault must be an object");
-            Translator translator;
-            for (const std::string& name : fault.getMemberNames())
-                translator.Take(name, fault[name]);
-            translated += translator.Statement() + "\n";
+            translated += Translate(fault) + "\n";
         }
     } catch (const Mistake& mistake) {
         error = (index > 0 ? "fault " + std::to_string(index) + ": " : "") + mistake.what();

@@ -11,9 +11,10 @@
 
 namespace DevHost {
 
-// Turns the text of a fault file (UTF-8) into a script for FaultScript::Parse. False on a mistake,
-// with the place and the reason in `error`: text that is no JSON, a member that is not known or of
-// a wrong type, a fault without a target or without an action.
+// Turns the text of a fault file (UTF-8) into a script that FaultScript::Parse takes. False on a
+// mistake, with the place and the reason in `error`: text that is no JSON, a member that is not
+// known, of a wrong type or out of range, members that exclude each other, a fault without a target
+// or without an action.
 bool FaultFileToScript(const std::string& text, std::string& script, std::string& error);
 
 }  // namespace DevHost

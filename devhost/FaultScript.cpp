@@ -127,7 +127,7 @@ private:
     }
 
     static bool IsOption(std::string_view word) {
-        return word == "skip" || word == "x*" ||
+        return word == "skip" || word == "nth" || word == "x*" ||
                (word.size() > 1 && word[0] == 'x' && word[1] >= '0' && word[1] <= '9');
     }
 
@@ -140,6 +140,13 @@ private:
             if (ParseNumber(TakeWord(rest), statement.skip))
                 return true;
             return Fail("\"skip\" needs a number");
+        }
+        if (word == "nth") {
+            std::uint64_t number = 0;
+            if (!ParseNumber(TakeWord(rest), number) || number == 0)
+                return Fail("\"nth\" needs a number above 0");
+            statement.ahead = number - 1;
+            return true;
         }
         std::uint64_t count = 0;
         if (!ParseNumber(word.substr(1), count) || count == 0) {
@@ -305,18 +312,25 @@ bool FaultScript::Matches(const Statement& statement, const FaultSubject& subjec
 
 FaultPlan FaultScript::Match(const FaultSubject& subject) {
     const std::scoped_lock lock(m_Mutex);
+    Statement* first = nullptr;
     for (Statement& statement : m_vecStatement) {
         if (statement.count == 0U || !Matches(statement, subject))
             continue;
-        if (statement.skip > 0) {
-            --statement.skip;
-            return {};
+        if (statement.ahead > 0) {
+            --statement.ahead;
+        } else if (first == nullptr) {
+            first = &statement;
         }
-        if (statement.count.has_value())
-            --*statement.count;
-        return statement.plan;
     }
-    return {};
+    if (first == nullptr)
+        return {};
+    if (first->skip > 0) {
+        --first->skip;
+        return {};
+    }
+    if (first->count.has_value())
+        --*first->count;
+    return first->plan;
 }
 
 std::string FaultScript::Remaining() const {
@@ -331,6 +345,8 @@ std::string FaultScript::Remaining() const {
         script += statement.count.has_value() ? " x" + std::to_string(*statement.count) : " x*";
         if (statement.skip > 0)
             script += " skip " + std::to_string(statement.skip);
+        if (statement.ahead > 0)
+            script += " nth " + std::to_string(statement.ahead + 1);
         script += " " + statement.actionsText;
     }
     return script;

@@ -28,6 +28,9 @@
 //                                           successor starts
 //     option    = "x" COUNT | "x*"          how many requests (1 unless given), or all
 //               | "skip" COUNT              this many matching requests pass first
+//               | "nth" COUNT               acts from the COUNT-th matching request on; those
+//                                           before it count whatever becomes of them, and are
+//                                           left to other statements
 //
 // A NUMBER is decimal or, with 0x, hexadecimal. "cmd" is the id of the envelope, "mail" the number
 // of a mail to any destination, "api" that of a mail to the API. Of the statements that match a
@@ -102,6 +105,7 @@ private:
         std::string targetText;   // as written
         std::string actionsText;  // as written
         std::uint64_t skip = 0;
+        std::uint64_t ahead = 0;  // of "nth": matching requests that come before its own
         std::optional<std::uint64_t> count = 1;  // nothing: all requests
     };
     class Parser;

@@ -64,16 +64,19 @@ protected:
     DevHost::FaultScript m_Faults;
     std::uint32_t m_uiMonitored = 0;
     std::vector<FaultPlan::End> m_vecEnd;
+    std::vector<std::uint32_t> m_vecAbsence;
     CallContext m_Caller;
     std::uint32_t m_uiReplySize = 0;
     DevHost::HostServer m_Server{
         m_Router, m_Clients, m_Events, m_Faults,
-        DevHost::HostProcessHooks{
-            [this](std::uint32_t processId) -> std::uint64_t {
-                m_uiMonitored = processId;
-                return processId == 1 ? DevHost::kNoHandle : 0x1234;
-            },
-            [this](FaultPlan::End end, std::uint32_t) { m_vecEnd.push_back(end); }}};
+        DevHost::HostProcessHooks{[this](std::uint32_t processId) -> std::uint64_t {
+                                      m_uiMonitored = processId;
+                                      return processId == 1 ? DevHost::kNoHandle : 0x1234;
+                                  },
+                                  [this](FaultPlan::End end, std::uint32_t absenceMs) {
+                                      m_vecEnd.push_back(end);
+                                      m_vecAbsence.push_back(absenceMs);
+                                  }}};
 };
 
 TEST_F(HostServerFixture, serves_every_message_id) {
@@ -294,6 +297,42 @@ TEST_F(HostServerFixture, fault_omissions_leave_out_one_piece_each) {
     EXPECT_EQ(Echo().json, L"{\"retCode\":553582592}\n");
 }
 
+TEST_F(HostServerFixture, fault_mistypes_are_there_and_cannot_be_read) {
+    Script(
+        "any mistype resultcode; any mistype mailresult; any mistype packer; any mistype child; "
+        "any mistype json; any mistype retcode; any mistype data");
+    EXPECT_FALSE(Echo().hasResultCode);
+    Reply reply = Echo();
+    EXPECT_TRUE(reply.hasReport && !reply.hasMailResult && reply.hasPacker && reply.hasJson);
+    reply = Echo();
+    EXPECT_TRUE(reply.hasMailResult && !reply.hasPacker && reply.hasJson);
+    reply = Echo();
+    EXPECT_TRUE(reply.hasMailResult && reply.hasPacker && !reply.hasChild);
+    reply = Echo();
+    EXPECT_TRUE(reply.hasChild && !reply.hasJson);
+    EXPECT_EQ(Echo().json, L"{\"data\":{\"echo\":{\"x\":1}},\"retCode\":\"wrong\"}\n");
+    EXPECT_EQ(Echo().json, L"{\"data\":\"wrong\",\"retCode\":553582592}\n");
+}
+
+TEST_F(HostServerFixture, fault_size_stretches_what_has_a_text) {
+    const Reply plain = Echo();
+    const std::uint32_t least = m_uiReplySize;
+    for (const std::uint32_t size : {least + 1, least + 2, 65'536U, 65'537U, 16U << 20U}) {
+        Script("any size " + std::to_string(size));
+        const Reply reply = Echo();
+        EXPECT_EQ(m_uiReplySize, size - (size - least) % 2);
+        EXPECT_TRUE(reply.json.starts_with(plain.json)) << size;
+        EXPECT_EQ(reply.json.find_first_not_of(L' ', plain.json.size()), std::wstring::npos);
+    }
+    Script("any size 5000; any size 5000, omit json; any size 5000, truncate 100");
+    Send(IPC_MSG_REGISTER_PROCESS, WireHelpers::Register(L"name", 55));
+    EXPECT_LT(m_uiReplySize, 5000U);
+    Echo();
+    EXPECT_LT(m_uiReplySize, 5000U);
+    Echo();
+    EXPECT_EQ(m_uiReplySize, 100U);
+}
+
 TEST_F(HostServerFixture, fault_values) {
     Script(
         "any mailresult 0xe0ff0016; any resultcode 0xe0ff001e; any retcode 0xe00e0001; "
@@ -313,6 +352,13 @@ TEST_F(HostServerFixture, fault_ends_go_to_the_process) {
     EXPECT_EQ(m_vecEnd,
               (std::vector<FaultPlan::End>{FaultPlan::End::kCrash, FaultPlan::End::kCrashRestart,
                                            FaultPlan::End::kRestart}));
+}
+
+TEST_F(HostServerFixture, fault_ends_tell_the_time_of_absence) {
+    Script("any crash; any crash-restart 750; any crash-restart; any restart");
+    for (int i = 0; i < 4; ++i)
+        Echo();
+    EXPECT_EQ(m_vecAbsence, (std::vector<std::uint32_t>{0, 750, 0, 0}));
 }
 
 TEST_F(HostServerFixture, fault_delay_holds_the_reply) {
