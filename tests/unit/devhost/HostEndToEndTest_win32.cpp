@@ -15,6 +15,7 @@
 #include "devhost/HostOptions.h"
 #include "devhost/HostProcess.h"
 #include "devhost/HostServer.h"
+#include "unit/devhost/FaultEffects.h"
 #include "unit/devhost/HostRunner.h"
 #include "unit/devhost/TestTree.h"
 
@@ -117,7 +118,8 @@ TEST(Host, bad_usage_ends_it_at_once) {
     const std::vector<std::wstring> bad[] = {{L"--fault", L"any explode"},
                                              {L"--root", L"C:\\no such folder"},
                                              {L"--log", L"C:\\no such folder\\log"},
-                                             {L"--run-seconds", L"x"}};
+                                             {L"--run-seconds", L"x"},
+                                             {L"--emit", L"7:0"}};
     for (const auto& arguments : bad) {
         HostRunner host(arguments);
         EXPECT_EQ(host.WaitForEnd(), ExitStatus::kBadUsage) << host.Output();
@@ -324,19 +326,62 @@ TEST(Host, monitor_gets_a_handle_that_tells_the_end_of_the_host) {
     EXPECT_EQ(call.answer["handle"].AsUInt64(), 0xffffffffffffffffULL);
 }
 
-TEST(HostFaults, codes_and_damages_reach_the_client) {
-    HostRunner host({L"--fault",
-                     L"api:400013001 fail 0x12345; api:400013001 bytes ca000000; "
-                     L"api:400013001 bytes -; api:400013001 truncate 20; "
-                     L"api:400013001 omit mailresult; api:400013001 omit packer; "
-                     L"api:400013001 omit child; api:400013001 omit resultcode; "
-                     L"api:400013001 mailresult 0xe0ff0016; api:400013001 resultcode 0xe0ff001e"});
+TEST(HostFaults, each_damage_has_its_result_and_leaves_its_answer) {
+    const TestTree tree;
+    const auto script = tree.Write(L"faults.txt", FaultEffectScript(kGetSysCpuUsage));
+    HostRunner host({L"--fault", script.wstring()});
     ASSERT_TRUE(host.WaitUntilReady()) << host.Output();
-    const std::uint32_t expected[] = {0xe0012345, 0xe0ff0009, 0xe0ff0009, 0xe0ff0009, 0xe0ff0007,
-                                      0xe0ff0007, 0xe0ff0007, 0xe0ff0001, 0xe0ff0016, 0xe0ff001e};
-    for (const std::uint32_t code : expected)
-        EXPECT_EQ(CallCpu(), code);
+    for (const FaultEffect& effect : kFaultEffects) {
+        CallResult call = HostClient::Call(kGetSysCpuUsage);
+        EXPECT_EQ(call.result, effect.result) << effect.action;
+        EXPECT_EQ(AnswerShape(call.answer), effect.answer) << effect.action;
+    }
     EXPECT_EQ(CallCpu(), kSuccess);
+}
+
+TEST(HostFaults, stretched_replies_arrive) {
+    HostRunner host({L"--fault", L"api:400013001 size 100001; api:400013001 size 16777216"});
+    ASSERT_TRUE(host.WaitUntilReady()) << host.Output();
+    for (int i = 0; i < 2; ++i) {
+        CallResult call = HostClient::Call(kGetSysCpuUsage);
+        EXPECT_EQ(call.result, kSuccess);
+        EXPECT_TRUE(call.Data().isMember("cpuUsage"));
+    }
+}
+
+TEST(HostFaults, faults_of_a_file_come_behind_those_of_the_script) {
+    const TestTree tree;
+    const auto file = tree.Write(L"\u00e4 faults.json",
+                                 R"({"faults": [{"api": 400013001, "nth": 2, "failure": "0x7"},
+                                                {"api": 400013001, "retCode": -520159231}]})");
+    HostRunner host({L"--fault", L"api:400013001 fail 5 # comment", L"--faults", file.wstring()});
+    ASSERT_TRUE(host.WaitUntilReady()) << host.Output();
+    EXPECT_EQ(CallCpu(), 0xe0010005U);
+    EXPECT_EQ(CallCpu(), 0xe0010007U);
+    EXPECT_EQ(HostClient::Call(kGetSysCpuUsage).retCode, 0xe0ff0001U);
+    EXPECT_EQ(HostClient::Call(kGetSysCpuUsage).retCode, kSuccess);
+}
+
+TEST(HostFaults, wrong_fault_file_ends_the_host_with_a_message) {
+    const TestTree tree;
+    const std::pair<const char*, const char*> files[] = {
+        {"", "WySvcHost: --faults: no JSON: "},
+        {"any crash", "WySvcHost: --faults: no JSON: "},
+        {"{}", "WySvcHost: --faults: a fault file is an object with the list \"faults\""},
+        {R"({"faults": [{"any": true, "explode": true}]})",
+         "WySvcHost: --faults: fault 1: \"explode\" is not known"},
+        {R"({"faults": [{"any": true, "crash": true}, {"any": true, "delay": 600001}]})",
+         "WySvcHost: --faults: fault 2: \"any delay 600001\": a delay is at most 600000"}};
+    for (const auto& [text, message] : files) {
+        const auto file = tree.Write(L"faults.json", text);
+        HostRunner host({L"--faults", file.wstring()});
+        EXPECT_EQ(host.WaitForEnd(), ExitStatus::kBadUsage) << text;
+        EXPECT_TRUE(host.Output().starts_with(message)) << host.Output();
+    }
+    HostRunner host({L"--faults", (tree.Path() / L"missing.json").wstring()});
+    EXPECT_EQ(host.WaitForEnd(), ExitStatus::kBadUsage);
+    EXPECT_TRUE(host.Output().starts_with("WySvcHost: --faults cannot be read: ")) << host.Output();
+    EXPECT_NE(host.Output().find("missing.json"), std::string::npos) << host.Output();
 }
 
 TEST(HostFaults, unknown_client_is_renewed_by_the_client) {
@@ -389,6 +434,36 @@ TEST(HostFaults, crash_with_successor_keeps_the_faults_that_are_left) {
     EXPECT_EQ(CallCpu(), 0xe0010005U);
     EXPECT_EQ(CallCpu(), kSuccess);
     CallResult pid = HostClient::Call(400012012);
+    EXPECT_NE(pid.Data()["currentPid"].AsUInt32(), host.ProcessId());
+}
+
+TEST(HostFaults, crashed_host_is_away_for_its_time) {
+    constexpr ULONGLONG kAbsenceMs = 3000;
+    const TestTree tree;
+    const auto file =
+        tree.Write(L"faults.json", R"({"faults": [{"api": 400013001, "comeBackAfter": 3000},
+                                       {"api": 400013001, "always": true, "failure": 5}]})");
+    HostRunner host({L"--faults", file.wstring()});
+    ASSERT_TRUE(host.WaitUntilReady()) << host.Output();
+    const ULONGLONG start = GetTickCount64();
+    EXPECT_EQ(HostClient::CallApart(kGetSysCpuUsage), kCallFailed);
+    EXPECT_EQ(host.WaitForEnd(), ExitStatus::kCrashByScript);
+    unsigned refused = 0;
+    while (CallCpu() == kServerUnavailable && GetTickCount64() - start < 60'000) {
+        ++refused;
+        Sleep(20);
+    }
+    EXPECT_GE(GetTickCount64() - start, kAbsenceMs);
+    EXPECT_GT(refused, 0U);
+    // What was left of the file's faults has gone over to the successor.
+    std::uint32_t result = CallCpu();
+    for (int i = 0; i < 100 && result == kSuccess; ++i) {  // it listens, and is not ready yet
+        Sleep(20);
+        result = CallCpu();
+    }
+    EXPECT_EQ(result, 0xe0010005U);
+    CallResult pid = HostClient::Call(400012012);
+    EXPECT_EQ(pid.result, kSuccess);
     EXPECT_NE(pid.Data()["currentPid"].AsUInt32(), host.ProcessId());
 }
 
