@@ -25,6 +25,8 @@ unit_of() {
         FuzzReplyOutputs) echo src/WySdk/SdkPrimitive.cpp ;;
         FuzzEventEntry) echo src/WySdk/EventBus.cpp src/lib/KrOuterClientHelper/OuterClientHelper.cpp ;;
         FuzzJson) echo src/lib/wycommon/WyCommon_JsonDocument.cpp src/lib/wycommon/WyCommon_JsonText.cpp ;;
+        FuzzHostRequest) echo devhost/HostServer.cpp devhost/HostWire.cpp devhost/EventHandlers.cpp ;;
+        FuzzHostFaults) echo devhost/FaultScript.cpp devhost/FaultFile.cpp devhost/EventEmitter.cpp ;;
         *) echo "no sources are known for $1; enter them in $0" >&2 && return 1 ;;
     esac
 }

@@ -43,6 +43,14 @@ public:
         }
         return word;
     }
+    // So many bytes, or as many as there are, in a block of exactly their size.
+    std::vector<std::uint8_t> Take(std::size_t size) {
+        const std::size_t taken = std::min(size, m_uiSize);
+        std::vector<std::uint8_t> bytes(m_pData, m_pData + taken);
+        m_pData += taken;
+        m_uiSize -= taken;
+        return bytes;
+    }
     bool IsEmpty() const { return m_uiSize == 0; }
 
     // A copy of the rest in a block of exactly its size, so that a sanitizer sees the first byte

@@ -99,6 +99,74 @@ ANSWERS = {
 }
 
 
+# Requests to the development host's functions that have members of their own.
+HOST_REQUESTS = {
+    0: '{"activeSessionId":1,"items":[]}',
+    4: '{"sessionId":"id","items":["temporaryFiles"],"data":{"ids":["a",1]}}',
+    9: '{"sessionId":"id","fixSessionId":"id","data":{"all":true,"items":[{}]}}',
+    17: '{"filterParamDiskDrive":"C:","category":"video","filterParamFileSize":1}',
+    20: '{"data":{"groups":[{"files":[{"path":"x"},"y",[]]}],"files":{}},"filterParamHighBound":9}',
+    36: '{"moduleName":"a.exe","status":1,"names":["a"],"data":["a"],"duration":5,"period":9}',
+    50: '{"validityPeriod":1,"dayOfWeek":7,"hour":24,"minute":0,"scheduleId":1,"productLcid":1}',
+}
+
+FAULT_SCRIPTS = [
+    "# head\napi:400 x2 skip 1 nth 2 delay 5, fail 0x803; mail:400 unknown-client ;any x* truncate 9\r\n",
+    "cmd:8273 bytes ca000000; any bytes -; any omit mailresult, omit retcode, mistype data",
+    "any mistype resultcode, mistype body; api:400 mistype child, mistype json, omit packer",
+    "api:400 size 3000, mailresult 5, resultcode 4294967295, retcode 0",
+    "any text {\"a\": [1, 2]} ; any texthex 7b3b237d; any texthex -, delay 1",
+    "any crash; any crash-restart; any crash-restart 750, delay 2; any restart",
+    "any size 0x7fffffff",
+]
+
+FAULT_FILES = [
+    '{"faults":[]}',
+    '{"faults":[{"api":400,"nth":2,"failure":"0x803"},{"any":true,"always":true,"cut":9}]}',
+    '{"faults":[{"mail":400,"skip":1,"count":2,"retCode":-520159231,"omit":["data","json"]}]}',
+    '{"faults":[{"command":8273,"mistype":["mailresult","body"],"delay":1,"mailResult":"5"}]}',
+    '{"faults":[{"api":400,"text":"{\\"a\\":\\";#\\u00e4\\"}"},{"any":true,"bytes":"ca00"}]}',
+    '{"faults":[{"any":true,"empty":true},{"any":true,"unknownClient":true,"size":300}]}',
+    '{"faults":[{"any":true,"crash":true},{"any":true,"comeBackAfter":5},{"any":true,"restart":true}]}',
+    '{"faults":[{"any":true,"explode":1}]}',
+]
+
+
+def host_request(form, identifier, content):
+    return bytes([form]) + words(identifier) + struct.pack("<H", len(content)) + content
+
+
+def host_seeds():
+    """Seeds of the development host's own decoders."""
+    for name, image in golden_images().items():
+        for identifier in (0, 8206, 8273, 8274, 8275):
+            # A request stands behind its message id, data without any envelope.
+            if "Request" in name:
+                yield "FuzzHostRequest", f"{name}-{identifier}", host_request(0, identifier, image[4:])
+    for name, image in hostile_messages().items():
+        whole = words(len(image)) + image
+        yield "FuzzHostRequest", "image-" + name, (
+            host_request(0, 8273, whole) + host_request(1, 8274, image))
+    for function, text in HOST_REQUESTS.items():
+        yield "FuzzHostRequest", f"api-{function}", b"".join(
+            host_request(3, 0, bytes([function + i]) + text.encode()) for i in range(6))
+    registration = b"".join(host_request(4, 0, bytes([client]) + b"name") for client in range(3))
+    request = host_request(2, 0, words(0x4E0009, 400012006)
+                           + b'{"eventId":32769,"productProcessName":"p"}')
+    publication = host_request(2, 0, words(0x4E0009, 400012008)
+                               + b'{"eventId":32769,"param":{"status":1}}')
+    yield "FuzzHostRequest", "events", (
+        registration + request + publication * 2 + host_request(5, 0, b"\0"))
+    yield "FuzzHostRequest", "monitor", host_request(2, 0, words(0x4E000C, 35870) + b'{"pid":7}')
+    yield "FuzzHostRequest", "feedback", host_request(2, 0, words(0x4E0010, 1) + b"{}")
+    for number, text in enumerate(FAULT_SCRIPTS):
+        yield "FuzzHostFaults", f"script-{number}", b"\0" + text.encode()
+    for number, text in enumerate(FAULT_FILES):
+        yield "FuzzHostFaults", f"file-{number}", b"\1" + text.encode()
+    for number, text in enumerate(("7:250", "0x8001:0x10", "7:0")):
+        yield "FuzzHostFaults", f"emission-{number}", b"\2" + text.encode()
+
+
 def seeds():
     """All seeds: target, name, bytes."""
     golden = golden_images()
@@ -132,6 +200,7 @@ def seeds():
     for number in range(57):
         name = list(texts)[number % len(texts)]
         yield "FuzzReplyOutputs", f"{number}-{name}", bytes([number, 0]) + texts[name].encode()
+    yield from host_seeds()
     for number in (0, 4, 44):
         yield "FuzzReplyOutputs", f"null-{number}", bytes([number, 0xFE]) + ANSWERS["numbers"].encode()
         yield "FuzzReplyOutputs", f"units-{number}", (
