@@ -1,8 +1,9 @@
 #include "devhost/EventEmitter.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
+
+#include "devhost/NumberText.h"
 
 namespace DevHost {
 
@@ -10,24 +11,13 @@ namespace {
 
 constexpr std::uint32_t kLongestIntervalMs = 24 * 60 * 60 * 1000;
 
-bool ParseWhole(std::string_view text, std::uint32_t& value) {
-    int base = 10;
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        base = 16;
-        text.remove_prefix(2);
-    }
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-    return error == std::errc() && stop == end && !text.empty();
-}
-
 }  // namespace
 
 std::optional<Emission> ParseEmission(std::string_view text) {
     const std::size_t colon = text.find(':');
     Emission emission;
-    if (colon == std::string_view::npos || !ParseWhole(text.substr(0, colon), emission.eventId) ||
-        !ParseWhole(text.substr(colon + 1), emission.intervalMs) || emission.intervalMs == 0 ||
+    if (colon == std::string_view::npos || !ParseNumber(text.substr(0, colon), emission.eventId) ||
+        !ParseNumber(text.substr(colon + 1), emission.intervalMs) || emission.intervalMs == 0 ||
         emission.intervalMs > kLongestIntervalMs) {
         return std::nullopt;
     }

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "devhost/NumberText.h"
+
 namespace DevHost {
 
 namespace {
@@ -30,18 +32,6 @@ std::string_view TakeWord(std::string_view& rest) {
     rest.remove_prefix(word.size());
     rest = Trim(rest);
     return word;
-}
-
-template <class Number>
-bool ParseNumber(std::string_view text, Number& value) {
-    int base = 10;
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        base = 16;
-        text.remove_prefix(2);
-    }
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-    return error == std::errc() && stop == end && !text.empty();
 }
 
 bool ParseHex(std::string_view text, std::vector<std::uint8_t>& bytes) {
