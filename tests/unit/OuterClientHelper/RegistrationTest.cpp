@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <thread>
 
 #include "HelperFixture.h"
 #include "support/LogRecorder.h"
@@ -245,6 +246,22 @@ TEST_F(Registration, event_after_the_end_is_refused) {
     EXPECT_EQ(EventAnswer(DeliverEvent(L"{}")).code, 0xe0ff000bU);
     EXPECT_TRUE(s_Events.empty());
     EXPECT_TRUE(log.Has(kError, L"OuterClientHelper: [ERROR] g_fnCallback is NULL"));
+}
+
+TEST_F(Registration, event_during_the_end_arrives_as_long_as_the_service_has_not_answered) {
+    ASSERT_EQ(Register(), kSuccess);
+    Service().TakeRequests();
+    Service().SetDelay(1000);
+    std::uint32_t ended = 0;
+    std::thread ender([&] { ended = m_pHelper->UnregisterProcess(); });
+    while (Service().TakeRequests().empty())
+        std::this_thread::yield();
+    EXPECT_EQ(EventAnswer(DeliverEvent(L"{}")).code, kSuccess);
+    EXPECT_EQ(s_Events.size(), 1U);
+    ender.join();
+    Service().SetDelay(0);
+    EXPECT_EQ(ended, kSuccess);
+    EXPECT_EQ(EventAnswer(DeliverEvent(L"{}")).code, 0xe0ff000bU);
 }
 
 TEST_F(Registration, end_that_fails_drops_the_callback_and_the_registration_all_the_same) {
