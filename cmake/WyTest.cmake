@@ -1,9 +1,10 @@
-# wy_add_gtest(NAME GROUP group [SLOW] [TIMEOUT seconds]
+# wy_add_gtest(NAME GROUP group [SLOW] [SEQUENTIAL] [TIMEOUT seconds]
 #              SOURCES file... [LIBS target...] [DATA file-or-folder...])
 #
 # Builds the GoogleTest program NAME and enters it into <build>/wytests.list, from which ./test
 # runs it: natively in a native build, under Wine in a Windows build. Groups: unit, abi, e2e.
 #   SLOW     left out by ./test --quick
+#   SEQUENTIAL  neither the tests nor what they test uses threads: not built for ThreadSanitizer
 #   TIMEOUT  of the whole program, 120 seconds unless given
 #   DATA     copied to <build>/bin/data/; a test runs with <build>/bin as its current folder
 # gmock's main() is linked unless a source brings its own. WYSDK_TEST_FULL=1 stands in the
@@ -25,12 +26,15 @@ function(wy_enter_test)
 endfunction()
 
 function(wy_add_gtest name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SLOW" "GROUP;TIMEOUT" "SOURCES;LIBS;DATA")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SLOW;SEQUENTIAL" "GROUP;TIMEOUT" "SOURCES;LIBS;DATA")
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES OR NOT arg_GROUP MATCHES "^(unit|abi|e2e)$")
     message(FATAL_ERROR "wy_add_gtest(${name}): wrong arguments, see cmake/WyTest.cmake")
   endif()
   # The fuzz build is for fuzz targets; its unit tests would be those of the sanitizer builds again.
   if(WYSDK_SANITIZE STREQUAL "fuzzer" OR CMAKE_BUILD_TYPE STREQUAL "Release")
+    return()
+  endif()
+  if(arg_SEQUENTIAL AND WYSDK_SANITIZE STREQUAL "thread")
     return()
   endif()
   if(NOT arg_TIMEOUT)

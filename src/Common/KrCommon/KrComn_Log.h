@@ -204,6 +204,12 @@ struct WyLogVoid {
                          : WyLogVoid() & WyLogStream(*g_pDebugLog, kLogSource, __LINE__, (level)) \
                                              << kLogModule << (tag)
 // NOLINTEND(bugprone-macro-parentheses)
+// One line in printf style, for texts that start without the module. A wide text argument is
+// written "%ls". The arguments are not evaluated when there is no log.
+#define WY_TRACE(level, ...)    \
+    (g_pDebugLog == nullptr     \
+         ? static_cast<void>(0) \
+         : static_cast<void>(g_pDebugLog->Trace(kLogSource, __LINE__, (level), __VA_ARGS__)))
 #define WY_LOG_INFO WY_LOG_LINE(KrCommon::LogLevel::kInformation, L": [INFO] ")
 #define WY_LOG_WARN WY_LOG_LINE(KrCommon::LogLevel::kWarning, L": [WARN] ")
 #define WY_LOG_ERROR WY_LOG_LINE(KrCommon::LogLevel::kError, L": [ERROR] ")

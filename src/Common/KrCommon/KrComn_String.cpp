@@ -243,6 +243,11 @@ void AppendSeparator(std::wstring& path) {
         path.push_back(L'\\');
 }
 
+void RemoveSeparator(std::wstring& path) {
+    if (!path.empty() && path.back() == L'\\')
+        path.pop_back();
+}
+
 std::wstring_view RemoveFileName(std::wstring_view path) noexcept {
     const std::size_t last = path.rfind(L'\\');
     return last == std::wstring_view::npos ? std::wstring_view() : path.substr(0, last);

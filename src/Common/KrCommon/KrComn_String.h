@@ -11,10 +11,34 @@
 //
 // All functions may run on any thread.
 
+#include <cstdarg>
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "Common/KrCommon/KrComn_Exception.h"
 
 namespace KrCommon::String {
+
+// Formats into `out` (vswprintf). A wide text argument is written "%ls", which means the same to
+// every C library; "%s" does not. An empty result gives an empty text.
+//
+// A text that cannot be formatted, or no memory for it, raises KrCommon::String::Exception with
+// code 6 and leaves `out` as it was.
+void Format(std::wstring& out, const wchar_t* format, ...);
+
+// The same from an argument list. `size` is the number of characters to try first, doubled until
+// the text fits.
+void FormatV(std::wstring& out, std::size_t size, const wchar_t* format, std::va_list arguments);
+
+// Splits at each occurrence of the delimiter and appends the pieces to the list.
+//
+// The text is taken with one blank behind it, and each piece is trimmed of white space at both
+// ends (iswspace), so that "a;" gives "a" and an empty piece. Without `keepEmpty` a piece that had
+// no length before it was trimmed is dropped. An empty delimiter occurs nowhere.
+void Split(std::vector<std::wstring>& list, std::wstring_view text, std::wstring_view delimiter,
+           bool keepEmpty);
 
 // Wide text as UTF-8 (WideCharToMultiByte with code page 65001). Embedded NULs are kept.
 bool ToUtf8(std::wstring_view wide, std::string& narrow) noexcept;
@@ -37,6 +61,9 @@ std::wstring ReplaceAll(std::wstring_view text, std::wstring_view from, std::wst
 
 // Appends "\" unless the path is empty or ends in it.
 void AppendSeparator(std::wstring& path);
+
+// Removes a "\" at the end.
+void RemoveSeparator(std::wstring& path);
 
 // The text before the last "\"; empty without one.
 std::wstring_view RemoveFileName(std::wstring_view path) noexcept;
