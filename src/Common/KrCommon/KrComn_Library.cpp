@@ -17,7 +17,7 @@ bool Give(std::uint32_t* error, std::uint32_t code) {
 
 Base::~Base() {
     if (m_pModule != nullptr)
-        Platform::FreeModule(m_pModule);
+        Platform::UnloadModule(m_pModule);
 }
 
 bool Base::Load(const wchar_t* name, std::uint32_t, std::uint32_t* error) {
@@ -33,7 +33,7 @@ bool Base::Load(const wchar_t* name, std::uint32_t, std::uint32_t* error) {
 bool Base::Unload(std::uint32_t* error) {
     if (m_pModule == nullptr)
         return Give(error, ErrorCode::kInvalidHandle);
-    const std::uint32_t code = Platform::FreeModule(m_pModule);
+    const std::uint32_t code = Platform::UnloadModule(m_pModule);
     if (code == ErrorCode::kSuccess)
         m_pModule = nullptr;
     return Give(error, code);

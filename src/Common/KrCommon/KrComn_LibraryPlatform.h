@@ -10,7 +10,7 @@ namespace KrCommon::Library::Platform {
 void* LoadModule(const wchar_t* name, std::uint32_t& error);
 
 // FreeLibrary.
-std::uint32_t FreeModule(void* module);
+std::uint32_t UnloadModule(void* module);
 
 // GetProcAddress; null and a code on failure.
 void* FindFunction(void* module, const char* name, std::uint32_t& error);

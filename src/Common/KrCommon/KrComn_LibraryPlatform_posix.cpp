@@ -22,7 +22,7 @@ void* LoadModule(const wchar_t* name, std::uint32_t& error) {
     return module;
 }
 
-std::uint32_t FreeModule(void* module) {
+std::uint32_t UnloadModule(void* module) {
     return dlclose(module) == 0 ? ErrorCode::kSuccess : ErrorCode::kInvalidHandle;
 }
 

@@ -19,7 +19,7 @@ void* LoadModule(const wchar_t* name, std::uint32_t& error) {
     return module;
 }
 
-std::uint32_t FreeModule(void* module) {
+std::uint32_t UnloadModule(void* module) {
     return FreeLibrary(static_cast<HMODULE>(module)) != 0 ? ERROR_SUCCESS : LastError();
 }
 
