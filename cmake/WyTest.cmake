@@ -1,10 +1,12 @@
 # wy_add_gtest(NAME GROUP group [SLOW] [SEQUENTIAL] [TIMEOUT seconds]
-#              SOURCES file... [LIBS target...] [DATA file-or-folder...])
+#              SOURCES file... [SEQUENTIAL_SOURCES file...] [LIBS target...]
+#              [DATA file-or-folder...])
 #
 # Builds the GoogleTest program NAME and enters it into <build>/wytests.list, from which ./test
 # runs it: natively in a native build, under Wine in a Windows build. Groups: unit, abi, e2e.
 #   SLOW     left out by ./test --quick
 #   SEQUENTIAL  neither the tests nor what they test uses threads: not built for ThreadSanitizer
+#   SEQUENTIAL_SOURCES  the same for some of its sources
 #   TIMEOUT  of the whole program, 120 seconds unless given
 #   DATA     copied to <build>/bin/data/; a test runs with <build>/bin as its current folder
 # gmock's main() is linked unless a source brings its own. WYSDK_TEST_FULL=1 stands in the
@@ -26,7 +28,7 @@ function(wy_enter_test)
 endfunction()
 
 function(wy_add_gtest name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SLOW;SEQUENTIAL" "GROUP;TIMEOUT" "SOURCES;LIBS;DATA")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SLOW;SEQUENTIAL" "GROUP;TIMEOUT" "SOURCES;SEQUENTIAL_SOURCES;LIBS;DATA")
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES OR NOT arg_GROUP MATCHES "^(unit|abi|e2e)$")
     message(FATAL_ERROR "wy_add_gtest(${name}): wrong arguments, see cmake/WyTest.cmake")
   endif()
@@ -36,6 +38,9 @@ function(wy_add_gtest name)
   endif()
   if(arg_SEQUENTIAL AND WYSDK_SANITIZE STREQUAL "thread")
     return()
+  endif()
+  if(NOT WYSDK_SANITIZE STREQUAL "thread")
+    list(APPEND arg_SOURCES ${arg_SEQUENTIAL_SOURCES})
   endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)

@@ -24,6 +24,7 @@ unit_of() {
         FuzzCommandResult) echo $rpc/RpcMessages.cpp $rpc/RpcClientManager.cpp ;;
         FuzzReplyOutputs) echo src/WySdk/SdkPrimitive.cpp ;;
         FuzzEventEntry) echo src/WySdk/EventBus.cpp src/lib/KrOuterClientHelper/OuterClientHelper.cpp ;;
+        FuzzProductId) echo src/Tool/UpdateAgent/luxWrapper_ProductId.cpp ;;
         FuzzJson) echo src/lib/wycommon/WyCommon_JsonDocument.cpp src/lib/wycommon/WyCommon_JsonText.cpp ;;
         FuzzHostRequest) echo devhost/HostServer.cpp devhost/HostWire.cpp devhost/EventHandlers.cpp ;;
         FuzzHostFaults) echo devhost/FaultScript.cpp devhost/FaultFile.cpp devhost/EventEmitter.cpp ;;
