@@ -1,11 +1,105 @@
 #include "lib/wycommon/WyCommon_Paths.h"
 
+#include <utility>
+
+#include "Common/KrCommon/KrComn_String.h"
+#include "lib/wycommon/WyCommon_CsidlTokens.h"
+#include "lib/wycommon/WyCommon_PathsPlatform.h"
 #include "utilMode/FrwkMode.h"
+#include "utilMode/FrwkPlatform.h"
 
 namespace WyCommon::Utility {
 
+namespace {
+
+std::wstring DataRoot(const wchar_t* token) {
+    return JoinPath(JoinPath(ExpandCsidlPath(token), L"Korvex Data"), Frwk::Mode::GetWyvarionId());
+}
+
+std::wstring Made(std::wstring folder) {
+    PathsPlatform::EnsureFolder(folder);
+    return folder;
+}
+
+constexpr const wchar_t* kCommonData = L"#CSIDL_COMMON_APPDATA#";
+constexpr const wchar_t* kLocalData = L"#CSIDL_LOCAL_APPDATA#";
+
+}  // namespace
+
+std::wstring JoinPath(std::wstring path, std::wstring_view part) {
+    KrCommon::String::AppendSeparator(path);
+    path += part;
+    return path;
+}
+
 std::wstring GetProductRegistryKey() {
     return L"SOFTWARE\\KorvexData\\" + Frwk::Mode::GetWyvarionId();
+}
+
+std::wstring GetProductPath() {
+    return PathsPlatform::LoadProductValue(L"ProductPath");
+}
+
+std::wstring GetWinGuid() {
+    return PathsPlatform::LoadProductValue(L"WinGuid");
+}
+
+std::wstring GetAgentVersion() {
+    return PathsPlatform::LoadProductValue(L"AgentVersion");
+}
+
+std::wstring GetProductId() {
+    return PathsPlatform::LoadProductValue(L"ProductId");
+}
+
+std::wstring GetVendorId() {
+    return PathsPlatform::LoadProductValue(L"VendorId");
+}
+
+std::wstring GetProductVersion() {
+    return PathsPlatform::LoadProductValue(L"ProductVersion");
+}
+
+std::wstring GetProductPathOrModuleFolder() {
+    std::wstring folder = GetProductPath();
+    return folder.empty() ? GetHostModuleFolder() : folder;
+}
+
+std::wstring GetHostModuleFolder() {
+    return std::wstring(KrCommon::String::RemoveFileName(Frwk::Platform::ExecutablePath()));
+}
+
+std::wstring GetConfigurationFolder() {
+    return JoinPath(GetProductPathOrModuleFolder(), L"Configuration");
+}
+
+std::wstring GetCacheFolder() {
+    return JoinPath(GetProductPathOrModuleFolder(), L"Cache");
+}
+
+std::wstring GetWin32Folder() {
+    std::wstring base = GetProductPathOrModuleFolder();
+    return PathsPlatform::Is64BitSystem() ? JoinPath(std::move(base), L"win32") : base;
+}
+
+std::wstring GetCommonCacheFolder() {
+    return Made(JoinPath(DataRoot(kCommonData), L"Cache"));
+}
+
+std::wstring GetExternalFolder(bool temporary) {
+    return Made(JoinPath(DataRoot(kCommonData), temporary ? L"ExternalTmp" : L"External"));
+}
+
+std::wstring GetLocalCacheFolder() {
+    return Made(JoinPath(DataRoot(kLocalData), L"Cache"));
+}
+
+std::wstring GetMediaProductFolder(const std::wstring& source) {
+    return JoinPath(source, PathsPlatform::Is64BitSystem() ? L"x64\\product" : L"win32\\product");
+}
+
+std::wstring ExpandCsidlPath(const std::wstring& text) {
+    return Csidl::Expand(text, PathsPlatform::FolderPath);
 }
 
 }  // namespace WyCommon::Utility

@@ -1,0 +1,22 @@
+#pragma once
+
+// What the product's paths need to know of the system.
+
+#include <optional>
+#include <string>
+
+namespace WyCommon::PathsPlatform {
+
+// A text value of the product key, or empty text.
+std::wstring LoadProductValue(const wchar_t* name);
+
+// True on a 64-bit system, whatever this process is.
+bool Is64BitSystem();
+
+// The path of a folder id of the system; nothing when it does not tell.
+std::optional<std::wstring> FolderPath(int folder);
+
+// Makes a folder that is missing, with those above it, if that can be done.
+void EnsureFolder(const std::wstring& folder);
+
+}  // namespace WyCommon::PathsPlatform
