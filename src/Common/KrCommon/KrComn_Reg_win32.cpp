@@ -1,88 +1,220 @@
-#include <optional>
-#include <utility>
+#include "Common/KrCommon/KrComn_Reg.h"
 
 #include "Common/KrCommon/KrComn_OsVersion.h"
-#include "Common/KrCommon/KrComn_Reg.h"
+#include "Common/KrCommon/KrComn_Registry.h"
+#include "Common/KrCommon/KrComn_StorageOneShot.h"
+#include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 
 namespace KrCommon::Storage::Reg {
 
+using OneShot::Run;
+using OneShot::Text;
+
 namespace {
 
-constexpr std::uint32_t kView32 = 1;
-constexpr std::uint32_t kView64 = 2;
+constexpr std::uint32_t kProductView = 2;
+constexpr DWORD kNameSize = 260;
 
-REGSAM AccessFlag(std::uint32_t view) {
-    switch (view) {
-        case kView32:
-            return KEY_WOW64_32KEY;
-        case kView64:
-            return KEY_WOW64_64KEY;
-        default:
-            return 0;
+// What the one-shots have in common; each raises what the store raises.
+
+std::wstring Load(const std::wstring& path, const std::wstring& name, const std::wstring& byDefault,
+                  std::uint32_t view) {
+    Registry registry(view);
+    registry.OpenForRead(Key(Key::kRegistry, HKEY_LOCAL_MACHINE, nullptr), path);
+    std::wstring value = registry.ReadString(name, byDefault);
+    registry.Close(false);
+    return value;
+}
+
+void Put(Registry& registry, const std::wstring& name, std::uint32_t value) {
+    registry.WriteDword(name, value);
+}
+
+void Put(Registry& registry, const std::wstring& name, const std::wstring& value) {
+    registry.WriteString(name, value);
+}
+
+template <class Value>
+void Store(void* root, const std::wstring& path, const std::wstring& name, const Value& value,
+           std::uint32_t view) {
+    Registry registry(view);
+    registry.OpenForWrite(Key(Key::kRegistry, root, nullptr), path);
+    Put(registry, name, value);
+    registry.Close(false);
+}
+
+template <class Value>
+void StoreWithAllAccess(void* root, const std::wstring& path, const std::wstring& name,
+                        const Value& value, std::uint32_t view) {
+    Registry registry(view);
+    registry.CreateKeyWithAllAccess(Key(Key::kRegistry, root, nullptr), path);
+    Put(registry, name, value);
+    registry.Close(false);
+}
+
+void Create(void* root, const std::wstring& path, std::uint32_t view) {
+    Registry registry(view);
+    registry.CreateKeyWithAllAccess(Key(Key::kRegistry, root, nullptr), path);
+    registry.Close(false);
+}
+
+void Delete(void* root, const std::wstring& path, const std::wstring& name, std::uint32_t view) {
+    Registry registry(view);
+    registry.OpenForDelete(Key(Key::kRegistry, root, nullptr), path);
+    registry.DeleteValue(name);
+    registry.Close(false);
+}
+
+void Enumerate(List& list, void* root, const std::wstring& path, std::uint32_t view) {
+    Registry registry(view);
+    registry.OpenForEnum(Key(Key::kRegistry, root, nullptr), path);
+    registry.EnumSubKeys(list);
+    registry.Close(false);
+}
+
+bool DeleteTree(HKEY root, const std::wstring& path);
+
+// Deletes what is below an open key. Always the first: each one that goes moves the next there.
+void DeleteChildren(HKEY key, HKEY root, const std::wstring& path) {
+    std::wstring child = path;
+    String::AppendSeparator(child);
+    const std::size_t length = child.size();
+    for (;;) {
+        wchar_t name[kNameSize];
+        DWORD nameLength = kNameSize;
+        if (RegEnumKeyExW(key, 0, name, &nameLength, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS)
+            return;
+        child.resize(length);
+        child.append(name, nameLength);
+        if (!DeleteTree(root, child))
+            return;
     }
 }
 
-class OpenKey {
-public:
-    OpenKey(const std::wstring& path, std::uint32_t view) noexcept {
-        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_QUERY_VALUE | AccessFlag(view),
-                          &m_hKey) != ERROR_SUCCESS) {
-            m_hKey = nullptr;
-        }
+bool DeleteTree(HKEY root, const std::wstring& path) {
+    if (RegDeleteKeyW(root, path.c_str()) == ERROR_SUCCESS)
+        return true;
+    HKEY key = nullptr;
+    const LSTATUS status = RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &key);
+    if (status != ERROR_SUCCESS)
+        return status == ERROR_FILE_NOT_FOUND;
+    try {
+        if (!path.empty())
+            DeleteChildren(key, root, path);
+    } catch (...) {
+        RegCloseKey(key);
+        throw;
     }
-    OpenKey(const OpenKey&) = delete;
-    OpenKey& operator=(const OpenKey&) = delete;
-    ~OpenKey() {
-        if (m_hKey != nullptr) {
-            RegCloseKey(m_hKey);
-        }
-    }
-    HKEY Get() const noexcept { return m_hKey; }
-
-private:
-    HKEY m_hKey = nullptr;
-};
-
-// One query of a text value; data may be null to ask for the size alone.
-bool QueryText(HKEY key, const std::wstring& name, wchar_t* data, DWORD& size) {
-    DWORD type = REG_NONE;
-    const LSTATUS status =
-        RegQueryValueExW(key, name.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(data), &size);
-    return status == ERROR_SUCCESS &&
-           (type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ);
-}
-
-std::optional<std::wstring> ReadText(const std::wstring& path, const std::wstring& name,
-                                     std::uint32_t view) {
-    const OpenKey key(path, view);
-    DWORD size = 0;
-    if (key.Get() == nullptr || !QueryText(key.Get(), name, nullptr, size)) {
-        return std::nullopt;
-    }
-    // Zeros behind the data end a text that was stored without its NUL, or with an odd size.
-    std::wstring text(size / sizeof(wchar_t) + 2, L'\0');
-    if (!QueryText(key.Get(), name, text.data(), size)) {
-        return std::nullopt;
-    }
-    text.resize(text.find(L'\0'));
-    return text;
+    RegCloseKey(key);
+    return RegDeleteKeyW(root, path.c_str()) == ERROR_SUCCESS;
 }
 
 }  // namespace
 
 std::uint32_t ProductView() {
-    return OsVersion::Is64Bit() ? kView64 : 0;
+    return OsVersion::Is64Bit() ? kProductView : 0;
 }
 
 std::wstring LoadValue(void*, const std::wstring& path, const std::wstring& name,
-                       std::wstring defaultValue, std::uint32_t view) noexcept {
-    try {
-        std::optional<std::wstring> text = ReadText(path, name, view);
-        return text ? *std::move(text) : std::move(defaultValue);
-    } catch (...) {
-        return defaultValue;
-    }
+                       const std::wstring& byDefault, std::uint32_t view) noexcept {
+    std::wstring value;
+    if (!Run(nullptr, [&] { value = Load(path, name, byDefault, view); }))
+        Run(nullptr, [&] { value = byDefault; });
+    return value;
+}
+
+std::wstring LoadValue(void*, const wchar_t* path, const wchar_t* name, const wchar_t* byDefault,
+                       std::uint32_t view) noexcept {
+    std::wstring value;
+    if (!Run(nullptr, [&] { value = Load(Text(path), Text(name), Text(byDefault), view); }))
+        Run(nullptr, [&] { value = Text(byDefault); });
+    return value;
+}
+
+bool StoreValue(void* root, const std::wstring& path, const std::wstring& name, std::uint32_t value,
+                std::uint32_t view, std::uint32_t* error) noexcept {
+    return Run(error, [&] { Store(root, path, name, value, view); });
+}
+
+bool StoreValue(void* root, const std::wstring& path, const std::wstring& name,
+                const std::wstring& value, std::uint32_t view, std::uint32_t* error) noexcept {
+    return Run(error, [&] { Store(root, path, name, value, view); });
+}
+
+bool StoreValue(void* root, const wchar_t* path, const wchar_t* name, std::uint32_t value,
+                std::uint32_t view, std::uint32_t* error) noexcept {
+    return Run(error, [&] { Store(root, Text(path), Text(name), value, view); });
+}
+
+bool StoreValue(void* root, const wchar_t* path, const wchar_t* name, const wchar_t* value,
+                std::uint32_t view, std::uint32_t* error) noexcept {
+    return Run(error, [&] { Store(root, Text(path), Text(name), Text(value), view); });
+}
+
+bool StoreValueWithAllAccess(void* root, const std::wstring& path, const std::wstring& name,
+                             std::uint32_t value, std::uint32_t view,
+                             std::uint32_t* error) noexcept {
+    return Run(error, [&] { StoreWithAllAccess(root, path, name, value, view); });
+}
+
+bool StoreValueWithAllAccess(void* root, const std::wstring& path, const std::wstring& name,
+                             const std::wstring& value, std::uint32_t view,
+                             std::uint32_t* error) noexcept {
+    return Run(error, [&] { StoreWithAllAccess(root, path, name, value, view); });
+}
+
+bool StoreValueWithAllAccess(void* root, const wchar_t* path, const wchar_t* name,
+                             std::uint32_t value, std::uint32_t view,
+                             std::uint32_t* error) noexcept {
+    return Run(error, [&] { StoreWithAllAccess(root, Text(path), Text(name), value, view); });
+}
+
+bool StoreValueWithAllAccess(void* root, const wchar_t* path, const wchar_t* name,
+                             const wchar_t* value, std::uint32_t view,
+                             std::uint32_t* error) noexcept {
+    return Run(error, [&] { StoreWithAllAccess(root, Text(path), Text(name), Text(value), view); });
+}
+
+bool CreateKeyWithAllAccess(void* root, const std::wstring& path, std::uint32_t view,
+                            std::uint32_t* error) noexcept {
+    return Run(error, [&] { Create(root, path, view); });
+}
+
+bool CreateKeyWithAllAccess(void* root, const wchar_t* path, std::uint32_t view,
+                            std::uint32_t* error) noexcept {
+    return Run(error, [&] { Create(root, Text(path), view); });
+}
+
+bool DeleteEntry(void* root, const std::wstring& path, const std::wstring& name, std::uint32_t view,
+                 std::uint32_t* error) noexcept {
+    return Run(error, [&] { Delete(root, path, name, view); });
+}
+
+bool DeleteEntry(void* root, const wchar_t* path, const wchar_t* name, std::uint32_t view,
+                 std::uint32_t* error) noexcept {
+    return Run(error, [&] { Delete(root, Text(path), Text(name), view); });
+}
+
+bool DeleteAllSection(void* root, const std::wstring& path) noexcept {
+    bool deleted = false;
+    Run(nullptr, [&] { deleted = DeleteTree(static_cast<HKEY>(root), path); });
+    return deleted;
+}
+
+bool DeleteAllSection(void* root, const wchar_t* path) noexcept {
+    bool deleted = false;
+    Run(nullptr, [&] { deleted = DeleteTree(static_cast<HKEY>(root), Text(path)); });
+    return deleted;
+}
+
+bool EnumKeys(List& list, void* root, const std::wstring& path, std::uint32_t view) noexcept {
+    return Run(nullptr, [&] { Enumerate(list, root, path, view); });
+}
+
+bool EnumKeys(List& list, void* root, const wchar_t* path, std::uint32_t view) noexcept {
+    return Run(nullptr, [&] { Enumerate(list, root, Text(path), view); });
 }
 
 }  // namespace KrCommon::Storage::Reg

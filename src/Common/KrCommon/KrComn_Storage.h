@@ -6,9 +6,9 @@
 // key and section, used, and closed; it belongs to one thread at a time.
 //
 // Operations without an `error` parameter raise KrCommon::Storage::Exception by pointer. Those with
-// one call the raising form and give its code there instead (null is allowed), and the default as
-// the result; other exceptions pass through. An operation that a backend does not support does
-// nothing and gives the result stated here.
+// one call the raising form and give its code there instead (0 when it raised nothing; null is
+// allowed), and the default as the result; other exceptions pass through. An operation that a
+// backend does not support does nothing, not even to `error`, and gives the result stated here.
 
 #include <cstdint>
 #include <string>
@@ -58,6 +58,8 @@ public:
     virtual void Close(const bool& flush) = 0;
     virtual void Flush() = 0;
 
+    // Of the reads, what a backend does not support gives false, the default (texts, numbers of 32
+    // bits) or 0 (numbers of 64 bits).
     virtual bool ReadBinary(const std::wstring& name, Binary& buffer, std::uint32_t* error);
     virtual bool ReadBinary(const std::wstring& name, Binary& buffer);
     virtual std::wstring ReadString(const std::wstring& name, const std::wstring& byDefault,
