@@ -61,6 +61,26 @@ struct PublishOptions {
 // Publishes one event. Raises UsageError for a parameter that is no JSON.
 void RunPublish(Context& context, const PublishOptions& options);
 
+enum class ColorMode { Auto, Always, Never };
+enum class LogFilter { All, Warnings, Errors };
+
+struct LogTailOptions {
+    std::string file;
+    std::uint32_t lines = 10;  // records shown of those that are there already
+    std::uint32_t count = 0;   // ends after so many new records; 0: at Ctrl+C
+    bool follow = true;
+    ColorMode color = ColorMode::Auto;
+    LogFilter filter = LogFilter::All;
+};
+
+// Shows the end of a debug log, and its new records as they come. Raises Failure when the file
+// cannot be read.
+void RunLogTail(Context& context, const LogTailOptions& options);
+
+// Tells what went wrong: for each failure in the log the step that failed, code, meaning, and the
+// records that only pass it on. Raises Failure when the file cannot be read or is no debug log.
+void RunLogExplain(Context& context, const std::string& file);
+
 enum class CaptureKind { Auto, Request, Reply, Message };
 
 struct DecodeOptions {

@@ -85,6 +85,13 @@ void ConsoleTerminal::Err(std::string_view text) {
     WriteText(m_hErr, text);
 }
 
+bool ConsoleTerminal::OutTakesColors() const {
+    // Old consoles refuse the mode, and would show the sequences as text.
+    DWORD mode = 0;
+    return GetConsoleMode(m_hOut, &mode) != FALSE &&
+           SetConsoleMode(m_hOut, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE;
+}
+
 bool ConsoleTerminal::ErrIsInteractive() const {
     return IsConsole(m_hErr);
 }

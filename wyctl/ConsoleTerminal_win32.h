@@ -16,6 +16,7 @@ public:
 
     void Out(std::string_view text) override;
     void Err(std::string_view text) override;
+    bool OutTakesColors() const override;
     bool ErrIsInteractive() const override;
     bool WaitForInterrupt(std::uint32_t milliseconds) override;
 

@@ -47,11 +47,13 @@ private:
     using Runner = std::function<int(Context&)>;
 
     CLI::App* Add(const char* name, const char* about, Runner runner);
+    CLI::App* Add(CLI::App& group, const char* name, const char* about, Runner runner);
     void AddCallAndList();
     void AddSearches();
     void AddMonitor();
     void AddEvents();
     void AddDecode();
+    void AddLog();
     void AddBatch();
     void AddSearchOptions(CLI::App& command, bool filters);
     std::vector<std::string> TypedArguments() const;
@@ -74,6 +76,8 @@ private:
     CLI::Option* m_pEventParam = nullptr;
     PublishOptions m_Publish;
     DecodeOptions m_Decode;
+    LogTailOptions m_LogTail;
+    std::string m_strExplainedLog;
     std::string m_strBatchFile;
 };
 
@@ -100,11 +104,17 @@ CommandLine::CommandLine(const ProgramOptions& defaults) : m_App(kAbout, "wyctl"
     AddMonitor();
     AddEvents();
     AddDecode();
+    AddLog();
     AddBatch();
 }
 
 CLI::App* CommandLine::Add(const char* name, const char* about, Runner runner) {
-    CLI::App* const command = m_App.add_subcommand(name, about);
+    return Add(m_App, name, about, std::move(runner));
+}
+
+// A command, or one of a group of commands.
+CLI::App* CommandLine::Add(CLI::App& group, const char* name, const char* about, Runner runner) {
+    CLI::App* const command = group.add_subcommand(name, about);
     command->fallthrough();
     m_Runners[command] = std::move(runner);
     return command;
@@ -239,6 +249,41 @@ void CommandLine::AddDecode() {
     decode->add_flag("--full", m_Decode.full, "Show long texts whole");
 }
 
+void CommandLine::AddLog() {
+    CLI::App* const log = m_App.add_subcommand("log", "Read the debug log, and set what it takes");
+    log->require_subcommand(1);
+    log->fallthrough();
+    CLI::App* const tail =
+        Add(*log, "tail", "Show the end of a log and follow it until Ctrl+C", [this](Context& c) {
+            RunLogTail(c, m_LogTail);
+            return kExitSuccess;
+        });
+    tail->add_option("FILE", m_LogTail.file, "The log")->required();
+    tail->add_option("--lines", m_LogTail.lines, "So many of the records that are there already")
+        ->option_text("COUNT")
+        ->capture_default_str();
+    tail->add_option("--count", m_LogTail.count, "End after so many new records; 0: never")
+        ->option_text("COUNT");
+    tail->add_flag("!--no-follow", m_LogTail.follow, "Show what is there and end");
+    const std::map<std::string, ColorMode> colors{
+        {"auto", ColorMode::Auto}, {"always", ColorMode::Always}, {"never", ColorMode::Never}};
+    tail->add_option("--color", m_LogTail.color,
+                     "Colours by level: auto (on a screen that shows them), always, never")
+        ->transform(CLI::CheckedTransformer(colors))
+        ->option_text("WHEN");
+    const std::map<std::string, LogFilter> filters{
+        {"all", LogFilter::All}, {"warnings", LogFilter::Warnings}, {"errors", LogFilter::Errors}};
+    tail->add_option("--only", m_LogTail.filter, "all, warnings (errors too), errors")
+        ->transform(CLI::CheckedTransformer(filters))
+        ->option_text("WHICH");
+    CLI::App* const explain =
+        Add(*log, "explain", "Tell the failing steps of a log, and why", [this](Context& c) {
+            RunLogExplain(c, m_strExplainedLog);
+            return kExitSuccess;
+        });
+    explain->add_option("FILE", m_strExplainedLog, "The log")->required();
+}
+
 int RunLine(Context& context, const std::vector<std::string>& arguments, bool nested);
 
 void CommandLine::AddBatch() {
@@ -266,7 +311,10 @@ void CommandLine::Parse(std::vector<std::string> arguments) {
 }
 
 int CommandLine::Run(Context& context, bool nested) {
-    const CLI::App* const command = m_App.get_subcommands().front();
+    const CLI::App* command = m_App.get_subcommands().front();
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+    }
     if (nested && command->get_name() == "batch") {
         throw UsageError("a batch cannot run a batch");
     }

@@ -19,6 +19,8 @@ public:
     virtual void Out(std::string_view text) = 0;
     // Progress, notes and errors.
     virtual void Err(std::string_view text) = 0;
+    // True when what Out writes is shown on a screen that takes colour sequences (ECMA-48).
+    virtual bool OutTakesColors() const = 0;
     // True when a person watches what Err writes.
     virtual bool ErrIsInteractive() const = 0;
     // Waits, and returns true at once when Ctrl+C was pressed since the program's start.

@@ -11,6 +11,7 @@ class FakeTerminal : public WyCtl::Terminal {
 public:
     void Out(std::string_view text) override { out += text; }
     void Err(std::string_view text) override { err += text; }
+    bool OutTakesColors() const override { return colors; }
     bool ErrIsInteractive() const override { return interactive; }
     bool WaitForInterrupt(std::uint32_t milliseconds) override {
         lastWait = milliseconds;
@@ -23,6 +24,7 @@ public:
 
     std::string out;
     std::string err;
+    bool colors = false;
     bool interactive = false;
     std::uint32_t waits = 0;
     std::uint32_t interruptAtWait = UINT32_MAX;
