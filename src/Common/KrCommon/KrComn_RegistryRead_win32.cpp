@@ -1,6 +1,6 @@
 // The reads of the registry backend.
 
-#include <new>
+#include <exception>
 #include <utility>
 
 #include "Common/KrCommon/KrComn_Exception.h"
@@ -88,7 +88,7 @@ std::wstring Registry::ReadString(const std::wstring& name, const std::wstring&)
             RaiseForValue(ERROR_INVALID_DATA, __LINE__, name);
         text.resize(text.find(L'\0'));
         return text;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         RaiseForValue(ERROR_INVALID_HANDLE, __LINE__, name);
     }
 }
@@ -105,7 +105,7 @@ bool Registry::ReadBinary(const std::wstring& name, Binary& buffer) {
     Binary bytes;
     try {
         bytes.resize(size);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         RaiseForValue(ERROR_INVALID_HANDLE, __LINE__, name);
     }
     status = Query(name, type, bytes.data(), size);

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Common/KrCommon/KrComn_Reg.h"
+#include "support/IatPatch.h"
 #include "support/RegistryKey_win32.h"
 #include "support/StorageFailure.h"
 
@@ -212,6 +212,113 @@ TEST_F(RegistryStore, failed_read_tells_key_and_value) {
 TEST_F(RegistryStore, empty_name_is_the_value_of_the_key_itself) {
     ASSERT_TRUE(m_Key.SetText(nullptr, L"own"));
     EXPECT_EQ(m_Store.ReadString({}, L"other"), L"own");
+}
+
+// What the system answers to the next queries of a value, in order.
+struct Answer {
+    LSTATUS status;
+    DWORD type;
+    DWORD size;
+};
+std::vector<Answer> g_Answers;
+LSTATUS WINAPI AnswerQuery(HKEY, const wchar_t*, DWORD*, DWORD* type, BYTE* data, DWORD* size) {
+    const Answer answer = g_Answers.front();
+    g_Answers.erase(g_Answers.begin());
+    if (data != nullptr && answer.status == ERROR_SUCCESS)
+        std::fill(data, data + std::min(*size, answer.size), std::uint8_t{'z'});
+    *type = answer.type;
+    *size = answer.size;
+    return answer.status;
+}
+
+// A value that another process changes between the question for its size and the read.
+TEST_F(RegistryStore, value_that_changes_under_the_read) {
+    const test_support::IatPatch patch(GetModuleHandleW(nullptr), "advapi32.dll",
+                                       "RegQueryValueExW", AnswerQuery);
+    const struct {
+        const char* what;
+        Answer text[2];
+        std::uint32_t textCode;
+        Answer bytes[2];
+        std::uint32_t bytesCode;
+    } rows[] = {
+        {"stays",
+         {{0, REG_SZ, 4}, {0, REG_SZ, 4}},
+         kNothing,
+         {{0, REG_BINARY, 4}, {0, REG_BINARY, 4}},
+         kNothing},
+        {"size refused", {{5, REG_SZ, 4}}, 5, {{5, REG_BINARY, 4}}, 5},
+        {"goes away",
+         {{0, REG_SZ, 4}, {2, REG_SZ, 4}},
+         2,
+         {{0, REG_BINARY, 4}, {2, REG_BINARY, 4}},
+         2},
+        {"grows",
+         {{0, REG_SZ, 4}, {234, REG_SZ, 8}},
+         234,
+         {{0, REG_BINARY, 4}, {234, REG_BINARY, 8}},
+         234},
+        {"shrinks",
+         {{0, REG_SZ, 4}, {0, REG_SZ, 2}},
+         kNothing,
+         {{0, REG_BINARY, 4}, {0, REG_BINARY, 2}},
+         160},
+        {"changes its type",
+         {{0, REG_SZ, 4}, {0, REG_BINARY, 4}},
+         13,
+         {{0, REG_BINARY, 4}, {0, REG_SZ, 4}},
+         13},
+        {"changes to another text",
+         {{0, REG_SZ, 4}, {0, REG_MULTI_SZ, 4}},
+         kNothing,
+         {{0, REG_BINARY, 4}, {0, REG_NONE, 4}},
+         13},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        g_Answers.assign(std::begin(row.text), std::end(row.text));
+        EXPECT_EQ(CodeOf([&] { m_Store.ReadString(L"n", {}); }), row.textCode);
+        g_Answers.assign(std::begin(row.bytes), std::end(row.bytes));
+        Binary binary = {9};
+        EXPECT_EQ(CodeOf([&] { m_Store.ReadBinary(L"n", binary); }), row.bytesCode);
+        EXPECT_EQ(binary, row.bytesCode == kNothing ? Bytes(4, 'z') : Bytes{9});
+    }
+}
+
+TEST_F(RegistryStore, refused_query_of_a_number_raises_the_systems_code) {
+    const test_support::IatPatch patch(GetModuleHandleW(nullptr), "advapi32.dll",
+                                       "RegQueryValueExW", AnswerQuery);
+    const struct {
+        Answer answer;
+        std::uint32_t dwordCode;
+        std::uint32_t qwordCode;
+    } rows[] = {
+        {{0, REG_DWORD, 4}, kNothing, 13}, {{0, REG_QWORD, 8}, 13, kNothing},
+        {{5, REG_DWORD, 4}, 5, 5},         {{1018, REG_QWORD, 8}, 1018, 1018},
+        {{234, REG_SZ, 100}, 13, 13},      {{234, REG_DWORD, 8}, 13, 13},
+        {{234, REG_QWORD, 16}, 13, 13},
+    };
+    for (const auto& row : rows) {
+        g_Answers = {row.answer, row.answer};
+        EXPECT_EQ(CodeOf([&] { m_Store.ReadDword(L"n", 0); }), row.dwordCode) << &row - rows;
+        EXPECT_EQ(CodeOf([&] { m_Store.ReadQword(L"n", 0); }), row.qwordCode) << &row - rows;
+    }
+}
+
+LSTATUS WINAPI ThrowOther(HKEY, const wchar_t*, DWORD*, DWORD*, BYTE*, DWORD*) {
+    throw 5;
+}
+
+TEST_F(RegistryStore, foreign_exception_passes_through_the_forms_that_do_not_raise) {
+    const test_support::IatPatch patch(GetModuleHandleW(nullptr), "advapi32.dll",
+                                       "RegQueryValueExW", ThrowOther);
+    std::uint32_t error = kUntouched;
+    Binary binary;
+    EXPECT_THROW(m_Store.ReadDword(L"n", 0, &error), int);
+    EXPECT_THROW(m_Store.ReadQword(L"n", 0, &error), int);
+    EXPECT_THROW(m_Store.ReadString(L"n", {}, &error), int);
+    EXPECT_THROW(m_Store.ReadBinary(L"n", binary, &error), int);
+    EXPECT_EQ(error, kUntouched);
 }
 
 // A key of the test for writing, with what stands in it afterwards.
