@@ -1,5 +1,7 @@
 #include "utilMode/ExternalDllMode.h"
 
+#include <optional>
+
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_String.h"
 #include "utilMode/FrwkMode.h"
@@ -13,11 +15,11 @@ constexpr const char* kLogSource = "ExternalDllMode";
 constexpr const wchar_t* kLogModule = L"utilMode";
 
 void Decide(const wchar_t* dll, const wchar_t* host) {
-    const std::wstring module = Frwk::Platform::ModulePath(dll);
-    if (module.empty()) {
+    const std::optional<std::wstring> module = Frwk::Platform::ModulePath(dll);
+    if (!module) {
         return;
     }
-    std::wstring folder(String::RemoveFileName(module));
+    std::wstring folder(String::RemoveFileName(*module));
     String::AppendSeparator(folder);
     for (const Frwk::Mode::Row* row = Frwk::Mode::Table(); !Frwk::Mode::IsEnd(*row); ++row) {
         const std::wstring path = folder + Frwk::Mode::WithSuffix(host, row->wszSuffix);

@@ -19,8 +19,8 @@ std::wstring Frwk::Platform::ExecutablePath() {
     return KrCommon::String::ReplaceAll(KrCommon::String::FromUtf8(narrow), L"/", L"\\");
 }
 
-std::wstring Frwk::Platform::ModulePath(const std::wstring&) {
-    return {};
+std::optional<std::wstring> Frwk::Platform::ModulePath(const std::wstring&) {
+    return std::nullopt;
 }
 
 bool Frwk::Platform::Exists(const std::wstring& path) {

@@ -16,9 +16,9 @@ std::wstring Frwk::Platform::ExecutablePath() {
     return PathOf(nullptr);
 }
 
-std::wstring Frwk::Platform::ModulePath(const std::wstring& module) {
+std::optional<std::wstring> Frwk::Platform::ModulePath(const std::wstring& module) {
     HMODULE const handle = GetModuleHandleW(module.c_str());
-    return handle != nullptr ? PathOf(handle) : std::wstring();
+    return handle != nullptr ? std::optional(PathOf(handle)) : std::nullopt;
 }
 
 bool Frwk::Platform::Exists(const std::wstring& path) {
