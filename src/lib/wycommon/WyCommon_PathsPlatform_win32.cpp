@@ -5,6 +5,7 @@
 #include "Common/KrCommon/KrComn_Reg.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "lib/wycommon/WyCommon_Paths.h"
+#include "lib/wycommon/WyCommon_Session.h"
 
 #include <shlobj.h>
 
@@ -21,10 +22,14 @@ bool Is64BitSystem() {
 }
 
 std::optional<std::wstring> FolderPath(int folder) {
+    // A service has folders of its own; the user at the console is the one who is meant.
+    HANDLE user = nullptr;
+    Utility::GetSessionUserToken(Utility::kNoSession, user);
     wchar_t path[MAX_PATH] = {};
-    if (FAILED(SHGetFolderPathW(nullptr, folder, nullptr, 0, path)))
-        return std::nullopt;
-    return path;
+    const HRESULT result = SHGetFolderPathW(nullptr, folder, user, 0, path);
+    if (user != nullptr)
+        CloseHandle(user);
+    return SUCCEEDED(result) ? std::optional<std::wstring>(path) : std::nullopt;
 }
 
 void EnsureFolder(const std::wstring& folder) {
