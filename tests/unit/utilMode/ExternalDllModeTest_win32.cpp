@@ -114,8 +114,11 @@ std::vector<std::wstring> s_Searched;
 DWORD WINAPI ModuleFileNameGiven(HMODULE module, LPWSTR path, DWORD size) {
     s_hAsked = module;
     s_uiLimit = size;
-    const std::size_t length = s_ModulePath.copy(path, size - 1);
-    path[length] = L'\0';
+    // As old systems do, which cut without a NUL.
+    const std::size_t length = s_ModulePath.copy(path, size);
+    if (length < size) {
+        path[length] = L'\0';
+    }
     return static_cast<DWORD>(length);
 }
 HANDLE WINAPI NothingFound(LPCWSTR path, LPWIN32_FIND_DATAW) {
@@ -157,6 +160,20 @@ TEST_F(ExternalDllMode, library_without_a_folder_looks_in_the_current_one) {
     EXPECT_EQ(
         SearchedBy(L"WySdk.dll"),
         (std::vector<std::wstring>{L"WySvcHost.exe", L"WySvcHost_P.exe", L"WySvcHost_C.exe"}));
+}
+
+TEST_F(ExternalDllMode, library_whose_path_cannot_be_read_looks_in_the_current_folder) {
+    EXPECT_EQ(SearchedBy(L""), (std::vector<std::wstring>{L"WySvcHost.exe", L"WySvcHost_P.exe",
+                                                          L"WySvcHost_C.exe"}));
+}
+
+TEST_F(ExternalDllMode, path_beyond_260_characters_is_cut) {
+    const std::wstring folder = L"C:\\" + std::wstring(257, L'd');
+    EXPECT_EQ(SearchedBy((folder + L"\\WySdk.dll").c_str()),
+              (std::vector<std::wstring>{L"C:\\WySvcHost.exe", L"C:\\WySvcHost_P.exe",
+                                         L"C:\\WySvcHost_C.exe"}));
+    const std::wstring shorter = L"C:\\" + std::wstring(256, L'd');
+    EXPECT_EQ(SearchedBy((shorter + L"\\WySdk.dll").c_str()).at(0), shorter + L"\\WySvcHost.exe");
 }
 
 TEST_F(ExternalDllMode, host_whose_search_does_not_close_does_not_count) {
