@@ -21,18 +21,6 @@ std::wstring Load(const std::wstring& name, std::uint32_t view = kView64) {
     return Reg::LoadValue(HKEY_LOCAL_MACHINE, kPath, name, L"default", view);
 }
 
-TEST(OsVersion, answers_as_the_system_does) {
-    SYSTEM_INFO info = {};
-    GetNativeSystemInfo(&info);
-    const bool expected = info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64;
-    EXPECT_EQ(KrCommon::OsVersion::Is64Bit(), expected);
-    EXPECT_EQ(KrCommon::OsVersion::Is64Bit(), expected);
-    // A 64-bit program runs on 64-bit systems alone.
-    if (sizeof(void*) == 8) {
-        EXPECT_TRUE(KrCommon::OsVersion::Is64Bit());
-    }
-}
-
 TEST(Reg, product_view_follows_the_system) {
     EXPECT_EQ(Reg::ProductView(), KrCommon::OsVersion::Is64Bit() ? 2U : 0U);
 }
