@@ -11,6 +11,7 @@
 
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_Windows.h"
+#include "support/ProgramOutput_win32.h"
 #include "support/RunProgram.h"
 #include "support/TemporaryFolder.h"
 
@@ -24,45 +25,9 @@ using Numbers = std::set<unsigned>;
 // What OsVersionProbe.exe has printed, by the first word of each line.
 using Report = std::map<std::string, std::string>;
 
-struct Pipe {
-    HANDLE read = nullptr;
-    HANDLE write = nullptr;
-};
-
-std::string ReadAll(HANDLE pipe) {
-    std::string text;
-    char buffer[512];
-    DWORD count = 0;
-    while (ReadFile(pipe, buffer, sizeof buffer, &count, nullptr) != 0 && count != 0)
-        text.append(buffer, count);
-    return text;
-}
-
-std::string OutputOf(const fs::path& program, const std::string& words) {
-    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    Pipe pipe;
-    CreatePipe(&pipe.read, &pipe.write, &inherited, 0);
-    SetHandleInformation(pipe.read, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = pipe.write;
-    PROCESS_INFORMATION process = {};
-    std::wstring line =
-        L"\"" + program.wstring() + L"\" " + std::wstring(words.begin(), words.end());
-    const BOOL started = CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0,
-                                        nullptr, nullptr, &startup, &process);
-    CloseHandle(pipe.write);
-    const std::string text = started != 0 ? ReadAll(pipe.read) : "not started";
-    CloseHandle(pipe.read);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return text;
-}
-
 Report Probe(const fs::path& program, const std::string& words) {
     Report report;
-    std::istringstream lines(OutputOf(program, words));
+    std::istringstream lines(test_support::ProgramOutput(program.wstring(), words));
     std::string line;
     while (std::getline(lines, line)) {
         if (!line.empty() && line.back() == '\r')

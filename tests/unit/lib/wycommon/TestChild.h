@@ -1,0 +1,54 @@
+#pragma once
+
+// Programs that do nothing but run, at a path of the test's choice.
+
+#include <filesystem>
+#include <string>
+
+#include "Common/KrCommon/KrComn_Windows.h"
+#include "support/RunProgram.h"
+
+namespace wycommon_test {
+
+// A copy of UtilityProbe.exe that runs until it is ended, by the object at the latest.
+class Child {
+public:
+    // The folders of the path are made, too.
+    explicit Child(const std::filesystem::path& program) {
+        std::filesystem::create_directories(program.parent_path());
+        std::filesystem::copy_file(test_support::ProgramFolder() / "UtilityProbe.exe", program,
+                                   std::filesystem::copy_options::skip_existing);
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process = {};
+        if (CreateProcessW(program.c_str(), nullptr, nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                           &startup, &process) != 0) {
+            CloseHandle(process.hThread);
+            m_hProcess = process.hProcess;
+            m_uiId = process.dwProcessId;
+        }
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    ~Child() {
+        TerminateProcess(m_hProcess, 1);
+        WaitForSingleObject(m_hProcess, kPatience);
+        CloseHandle(m_hProcess);
+    }
+
+    DWORD Id() const { return m_uiId; }
+    bool IsStarted() const { return m_hProcess != nullptr; }
+    bool IsRunning() const { return WaitForSingleObject(m_hProcess, 0) == WAIT_TIMEOUT; }
+    DWORD ExitCode() const {
+        DWORD code = STILL_ACTIVE;
+        GetExitCodeProcess(m_hProcess, &code);
+        return code;
+    }
+
+private:
+    static constexpr DWORD kPatience = 10000;  // milliseconds
+    HANDLE m_hProcess = nullptr;
+    DWORD m_uiId = 0;
+};
+
+}  // namespace wycommon_test
