@@ -1,0 +1,37 @@
+#include "Common/KrCommon/KrComn_StringCryptKey.h"
+
+#include "Common/KrCommon/KrComn_Wipe.h"
+
+namespace KrCommon::Cryptograph {
+
+namespace {
+
+// Each key is the exclusive or of two rows. Volatile, so that the compiler does not put them
+// together beforehand.
+const volatile std::uint8_t s_FixedHalves[2][StringCryptKey::kSize] = {
+    {0x2b, 0xc4, 0x41, 0x3f, 0x85, 0x7e, 0xb2, 0x0e, 0xf3, 0x61, 0xc8, 0xbb, 0x32, 0xde, 0x67,
+     0x6e},
+    {0x8c, 0xa2, 0x3a, 0x90, 0xc8, 0x3b, 0x73, 0x2b, 0xb8, 0xa9, 0xf3, 0x8e, 0xb6, 0xb8, 0xd5,
+     0xf1},
+};
+const volatile std::uint8_t s_HexadecimalHalves[2][StringCryptKey::kSize] = {
+    {0x07, 0x9c, 0x0c, 0xda, 0x90, 0x00, 0xfc, 0x38, 0x9d, 0xdf, 0x04, 0x05, 0x2f, 0xe4, 0xb5,
+     0xb1},
+    {0x99, 0x0f, 0xd1, 0x29, 0x93, 0x8a, 0xaa, 0x81, 0xe5, 0xd5, 0xa9, 0x23, 0xd0, 0x31, 0xd3,
+     0x9a},
+};
+
+}  // namespace
+
+StringCryptKey::StringCryptKey(Form form) noexcept {
+    const auto& halves = form == Form::Fixed ? s_FixedHalves : s_HexadecimalHalves;
+    for (std::size_t i = 0; i < kSize; ++i) {
+        m_Bytes[i] = static_cast<std::uint8_t>(halves[0][i] ^ halves[1][i]);
+    }
+}
+
+StringCryptKey::~StringCryptKey() {
+    Wipe(m_Bytes, sizeof(m_Bytes));
+}
+
+}  // namespace KrCommon::Cryptograph
