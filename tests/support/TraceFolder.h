@@ -1,6 +1,6 @@
 #pragma once
 
-// A folder with a trace module that writes down how it is used. For Windows builds alone.
+// A folder with a trace module that writes down how it is used.
 
 #include <algorithm>
 #include <filesystem>
@@ -20,10 +20,9 @@ public:
 
     std::wstring Path() const { return m_Folder.Path().wstring(); }
 
-    // Puts the stand-in of the trace module there.
-    void AddModule() {
-        std::filesystem::copy_file(ProgramFolder() / "TraceModuleStandin.dll",
-                                   m_Folder.Path() / "KrDbgLog.dll");
+    // Puts the stand-in of the trace module there, or another module.
+    void AddModule(const char* module = "TraceModuleStandin.dll") {
+        std::filesystem::copy_file(ProgramFolder() / module, m_Folder.Path() / "KrDbgLog.dll");
     }
 
     void AddFile(const std::string& name, const std::string& text) {
@@ -41,6 +40,12 @@ public:
                 calls.push_back(line);
         }
         return calls;
+    }
+
+    // The record that the module was initialised with last, as it came.
+    std::vector<unsigned char> ConfigBytes() const {
+        std::ifstream file(m_Folder.Path() / "config.bin", std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
 private:

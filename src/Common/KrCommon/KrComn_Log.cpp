@@ -6,6 +6,7 @@
 
 // Set before any code of the library runs: static initialisers log too.
 constinit KrCommon::LogSink* g_pDebugLog = nullptr;
+constinit KrCommon::LogSink* g_pEventLog = nullptr;
 constinit KrCommon::LogSink* g_pFeedbackErrorLog = nullptr;
 
 namespace {

@@ -7,8 +7,8 @@
 // is independent of it. A log that is absent or filters a level away costs a call site nothing
 // but a test: no text is built.
 //
-// Logging never raises and never changes a result. All of it may be used from any thread;
-// g_pDebugLog itself changes only while no other thread of the library logs (load and unload).
+// Logging never raises and never changes a result. All of it may be used from any thread; the
+// pointers to the logs change only while no other thread of the library logs.
 
 #include <cstdint>
 #include <string>
@@ -46,9 +46,16 @@ public:
 }  // namespace KrCommon
 
 // The main log; null when there is none, and then every log call is a no-op.
+//
+// No lock guards the pointer: a call site reads it and goes on to use the log. It changes when the
+// library is loaded and unloaded, and where an operation that runs alone moves the log to another
+// folder. Whoever tears the main log down while other threads log breaks the contract: they may
+// use a log that is gone.
 extern KrCommon::LogSink* g_pDebugLog;
 
-// The log that takes the lines of failed calls of the scan family; null when there is none.
+// The log that takes the notes of the service's life, and the one that takes the lines of failed
+// calls of the scan family; null when there is none. Lines of these logs have the forced level.
+extern KrCommon::LogSink* g_pEventLog;
 extern KrCommon::LogSink* g_pFeedbackErrorLog;
 
 // A number that is written as "0x" and hexadecimal digits.

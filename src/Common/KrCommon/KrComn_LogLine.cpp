@@ -1,21 +1,53 @@
 #include "Common/KrCommon/KrComn_LogLine.h"
 
-#include <cstdio>
+#include <cstddef>
+#include <iterator>
 
 #include "Common/KrCommon/KrComn_Log.h"
+#include "Common/KrCommon/KrComn_LogPlatform.h"
 
 namespace KrCommon {
 
 namespace {
 
-void AppendWidened(std::wstring& target, std::string_view text) {
-    for (const char character : text) {
-        target.push_back(static_cast<wchar_t>(static_cast<unsigned char>(character)));
+constexpr std::uint32_t kDecimal = 10;
+constexpr std::uint32_t kHexadecimal = 16;
+
+// All of a line but its texts stays below this.
+constexpr std::size_t kNumbersSize = 128;
+
+// Digits of a number, at least `width` of them.
+void AppendNumber(std::wstring& target, std::uint32_t number, std::ptrdiff_t width,
+                  std::uint32_t base = kDecimal) {
+    wchar_t buffer[16];
+    wchar_t* const end = std::end(buffer);
+    wchar_t* digit = end;
+    do {
+        *--digit = L"0123456789abcdef"[number % base];
+        number /= base;
+    } while (number != 0);
+    while (end - digit < width) {
+        *--digit = L'0';
     }
+    target.append(digit, end);
 }
 
-// Seven numbers of at most five digits with their separators stay below this.
-constexpr std::size_t kNumbersSize = 64;
+bool IsAscii(std::string_view text) {
+    for (const char character : text) {
+        if (static_cast<unsigned char>(character) >= 0x80)
+            return false;
+    }
+    return true;
+}
+
+// Nearly every source name is ASCII, which needs no question about code pages.
+void AppendSource(std::wstring& target, std::string_view source) {
+    if (IsAscii(source)) {
+        target.append(source.begin(), source.end());
+    } else {
+        LogPlatform::AppendThreadText(target, source);
+    }
+}
 
 }  // namespace
 
@@ -43,21 +75,34 @@ std::string_view LogSourceName(std::string_view path) {
 }
 
 std::wstring FormatLogLine(const LogLine& line) {
-    char numbers[kNumbersSize];
     std::wstring text;
     const std::string_view source = LogSourceName(line.sourcePath);
-    text.reserve(line.moduleName.size() + line.message.size() + source.size() + 2 * kNumbersSize);
+    text.reserve(line.moduleName.size() + line.message.size() + source.size() + kNumbersSize);
 
-    std::snprintf(numbers, sizeof(numbers), "%02u/%02u/%04u %02u:%02u:%02u.%03u", line.day,
-                  line.month, line.year, line.hour, line.minute, line.second, line.millisecond);
-    AppendWidened(text, numbers);
-    std::snprintf(numbers, sizeof(numbers), " %04x:%04x ", line.processId, line.threadId);
-    AppendWidened(text, numbers);
+    AppendNumber(text, line.day, 2);
+    text += L'/';
+    AppendNumber(text, line.month, 2);
+    text += L'/';
+    AppendNumber(text, line.year, 4);
+    text += L' ';
+    AppendNumber(text, line.hour, 2);
+    text += L':';
+    AppendNumber(text, line.minute, 2);
+    text += L':';
+    AppendNumber(text, line.second, 2);
+    text += L'.';
+    AppendNumber(text, line.millisecond, 3);
+    text += L' ';
+    AppendNumber(text, line.processId, 4, kHexadecimal);
+    text += L':';
+    AppendNumber(text, line.threadId, 4, kHexadecimal);
+    text += L' ';
     text.append(LogLevelLabel(line.level)).append(L" <").append(line.moduleName).append(L"> ");
     text.append(line.message).append(L" - ");
-    AppendWidened(text, source);
-    std::snprintf(numbers, sizeof(numbers), "(%u)\r\n", line.sourceLine);
-    AppendWidened(text, numbers);
+    AppendSource(text, source);
+    text += L'(';
+    AppendNumber(text, line.sourceLine, 1);
+    text.append(L")\r\n");
     return text;
 }
 

@@ -40,8 +40,8 @@ std::string_view LogSourceName(std::string_view path);
 //
 //     14/11/2026 03:10:56.120 0a1c:0f20 !!! <WySdk> WySdk: [ERROR] text - WySdk(1060)
 //
-// with day before month, process and thread in hexadecimal, and "\r\n" at the end. Each byte of
-// the source name becomes one character. Raises std::bad_alloc alone.
+// with day before month, process and thread in hexadecimal, and "\r\n" at the end. The source name
+// is text of the thread's code page. Raises std::bad_alloc alone.
 std::wstring FormatLogLine(const LogLine& line);
 
 }  // namespace KrCommon

@@ -1,81 +1,94 @@
 // Stands in for the trace module: writes down, in UTF-8 and beside itself, what it is called with.
 //
 // File "calls.txt": one line per call, "initialize" with the fields of the record, "trace" with
-// the line, "uninitialize". A file "refuse" beside the module makes the initialisation fail, a file
-// "no-session" makes it succeed without a session.
+// the line, "uninitialize". File "config.bin": the record of the last initialisation as it came.
+// A file "refuse" beside the module makes the initialisation fail, "no-session" makes it succeed
+// without a session, "refuse-lines" makes the trace fail.
 
 #include <cstdio>
 #include <string>
 
+#include "Common/KrCommon/KrComn_LogContract.h"
 #include "Common/KrCommon/KrComn_String.h"
-#include "WySdk/SdkLogContract.h"
+#include "TraceModule/ModulePath.h"
 
 namespace {
 
-HMODULE s_hModule = nullptr;
 int s_Session = 0;
 
-std::wstring Beside(const wchar_t* name) {
-    wchar_t path[MAX_PATH] = L"";
-    GetModuleFileNameW(s_hModule, path, MAX_PATH);
-    std::wstring folder(KrCommon::String::RemoveFileName(path));
-    KrCommon::String::AppendSeparator(folder);
-    return folder + name;
+std::FILE* OpenBeside(const char* name, const char* mode) {
+    return std::fopen((ModuleFolder() + name).c_str(), mode);
 }
 
-bool IsBeside(const wchar_t* name) {
-    return GetFileAttributesW(Beside(name).c_str()) != INVALID_FILE_ATTRIBUTES;
+bool IsBeside(const char* name) {
+    std::FILE* file = OpenBeside(name, "rb");
+    if (file == nullptr)
+        return false;
+    std::fclose(file);
+    return true;
 }
 
-void Note(const std::wstring& text) {
-    std::FILE* file = _wfopen(Beside(L"calls.txt").c_str(), L"ab");
+void Write(const char* name, const char* mode, const void* bytes, std::size_t size) {
+    std::FILE* file = OpenBeside(name, mode);
     if (file == nullptr)
         return;
-    const std::string bytes = KrCommon::String::ToUtf8(text) + "\n";
-    std::fwrite(bytes.data(), 1, bytes.size(), file);
+    std::fwrite(bytes, 1, size, file);
     std::fclose(file);
 }
 
-std::wstring Field(const wchar_t* name, const std::wstring& value) {
-    return std::wstring(L" ") + name + L"=[" + value + L"]";
+void Note(const std::string& text) {
+    const std::string line = text + "\n";
+    Write("calls.txt", "ab", line.data(), line.size());
+}
+
+std::string Field(const char* name, std::uint32_t value) {
+    return std::string(" ") + name + "=[" + std::to_string(value) + "]";
+}
+
+std::string Field(const char* name, const char16_t* value) {
+    std::wstring text;
+    while (*value != 0) {
+        text += static_cast<wchar_t>(*value++);
+    }
+    return std::string(" ") + name + "=[" + KrCommon::String::ToUtf8(text) + "]";
 }
 
 }  // namespace
 
+#ifdef _WIN32
+#define EXPORTED __declspec(dllexport)
+#else
+#define EXPORTED [[gnu::visibility("default")]]
+#endif
+
 extern "C" {
 
-__declspec(dllexport) int KrDbgInitialize(void** session, const KrDbgConfig* config) {
-    Note(L"initialize" + Field(L"service", std::to_wstring(config->bServiceSession)) +
-         Field(L"robust", std::to_wstring(config->bRobust)) +
-         Field(L"debugger", std::to_wstring(config->bDebugger)) +
-         Field(L"year", std::to_wstring(config->stInitialized.wYear)) +
-         Field(L"process", std::to_wstring(config->uiLogProcess)) +
-         Field(L"unit", std::to_wstring(config->uiLogUnitType)) +
-         Field(L"module", config->szModuleName) + Field(L"folder", config->szLogFolder) +
-         Field(L"prefix", config->szLogPrefix) + Field(L"file", config->szLogFile) +
-         Field(L"extension", config->szLogExtension));
-    if (IsBeside(L"refuse")) {
+EXPORTED int KrDbgInitialize(void** session, const KrDbgConfig* config) {
+    Write("config.bin", "wb", config, sizeof *config);
+    Note("initialize" + Field("service", config->bServiceSession) +
+         Field("robust", config->bRobust) + Field("debugger", config->bDebugger) +
+         Field("year", config->stInitialized.uiYear) + Field("process", config->uiLogProcess) +
+         Field("unit", config->uiLogUnitType) + Field("module", config->szModuleName) +
+         Field("folder", config->szLogFolder) + Field("prefix", config->szLogPrefix) +
+         Field("file", config->szLogFile) + Field("extension", config->szLogExtension));
+    if (IsBeside("refuse")) {
         *session = &s_Session;
         return 5;
     }
-    *session = IsBeside(L"no-session") ? nullptr : &s_Session;
+    *session = IsBeside("no-session") ? nullptr : &s_Session;
     return 0;
 }
 
-__declspec(dllexport) int KrDbgTrace(void* session, const SYSTEMTIME* time, const wchar_t* line) {
-    Note(L"trace " + std::to_wstring(session == &s_Session) + L" " + std::to_wstring(time->wYear) +
-         L" " + line);
-    return 0;
+#ifndef WITHOUT_TRACE
+EXPORTED int KrDbgTrace(void* session, const KrDbgTime* time, const wchar_t* line) {
+    Note("trace " + std::to_string(session == &s_Session) + " " + std::to_string(time->uiYear) +
+         " " + KrCommon::String::ToUtf8(line));
+    return IsBeside("refuse-lines") ? 1 : 0;
 }
+#endif
 
-__declspec(dllexport) int KrDbgUninitialize(void* session) {
-    Note(L"uninitialize " + std::to_wstring(session == &s_Session));
+EXPORTED int KrDbgUninitialize(void* session) {
+    Note("uninitialize " + std::to_string(session == &s_Session));
     return 0;
-}
-
-BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
-    if (reason == DLL_PROCESS_ATTACH)
-        s_hModule = module;
-    return TRUE;
 }
 }

@@ -5,11 +5,14 @@
 #include <new>
 #include <string>
 
+#include "Common/KrCommon/KrComn_DebugLog.h"
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Synchronize.h"
 #include "support/AllocationFaults.h"
+#include "support/FakeLogStorage.h"
 #include "support/LogSinks.h"
+#include "support/TraceFolder.h"
 
 namespace {
 
@@ -22,7 +25,9 @@ using KrCommon::Synchronize::CriticalSection;
 using test_support::AllocationCount;
 using test_support::CountingSink;
 using test_support::FailAllocations;
+using test_support::FakeLogStorage;
 using test_support::RawSink;
+using test_support::TraceFolder;
 
 TEST(LogStream, without_log_nothing_is_allocated) {
     ASSERT_EQ(g_pDebugLog, nullptr);
@@ -85,6 +90,70 @@ TEST(Utf8, without_memory_the_raising_forms_raise_and_the_others_answer_false) {
     EXPECT_TRUE(narrowOut.empty());
     EXPECT_TRUE(wideOut.empty());
     EXPECT_TRUE(raised);
+}
+
+// A log that is open and enabled for errors.
+class DebugLogMemory : public testing::Test {
+protected:
+    DebugLogMemory() {
+        FakeLogStorage::Clear();
+        FakeLogStorage::Set(L"Enable", L"1");
+        folder.AddModule();
+        EXPECT_TRUE(Initialize());
+    }
+
+    bool Initialize() { return log.Initialize(kName, {1, L"", L""}, path); }
+
+    const std::wstring kName = L"a name longer than a small string";
+    const std::wstring kText = std::wstring(1000, L'x');
+    TraceFolder folder;
+    const std::wstring path = folder.Path();
+    KrCommon::DebugLog log{&FakeLogStorage::Make};
+};
+
+TEST_F(DebugLogMemory, line_that_is_filtered_away_allocates_nothing) {
+    const std::size_t before = AllocationCount();
+    EXPECT_TRUE(log.Trace("Some", 1, 1, L"%ls", kText.c_str()));
+    EXPECT_EQ(AllocationCount(), before);
+}
+
+TEST_F(DebugLogMemory, message_that_cannot_be_formatted_leaves_a_line_without_one) {
+    bool written = false;
+    {
+        const FailAllocations fault(0, FailAllocations::Mode::kOnce);
+        written = log.Trace("Some", 3, kError, L"%ls", kText.c_str());
+        EXPECT_TRUE(fault.Happened());
+    }
+    EXPECT_TRUE(written);
+    ASSERT_EQ(folder.Calls().size(), 2U);
+    EXPECT_TRUE(folder.Calls()[1].ends_with("a name longer than a small string>  - Some(3)$"))
+        << folder.Calls()[1];
+}
+
+TEST_F(DebugLogMemory, memory_that_ends_anywhere_loses_a_line_and_raises_nothing) {
+    std::size_t lost = 0;
+    bool happened = true;
+    for (std::size_t passed = 0; happened; ++passed) {
+        ASSERT_LT(passed, 1000U);
+        const FailAllocations fault(passed);
+        lost += log.Trace("Some", 3, kError, L"%ls", kText.c_str()) ? 0U : 1U;
+        happened = fault.Happened();
+    }
+    EXPECT_GE(lost, 2U);
+    EXPECT_TRUE(log.Trace("Some", 4, kError, L"later"));
+}
+
+TEST_F(DebugLogMemory, configuration_that_cannot_be_read_anew_leaves_the_log_open) {
+    bool happened = true;
+    for (std::size_t passed = 0; happened; ++passed) {
+        ASSERT_LT(passed, 1000U);
+        const FailAllocations fault(passed);
+        const bool done = Initialize();
+        happened = fault.Happened();
+        EXPECT_TRUE(done || happened);
+    }
+    EXPECT_TRUE(log.IsLevelEnabled(kError));
+    EXPECT_TRUE(log.Trace("Some", 4, kError, L"later"));
 }
 
 TEST(CriticalSection, without_memory_is_invalid_and_does_nothing) {
