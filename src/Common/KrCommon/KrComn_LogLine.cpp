@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <iterator>
 
+#include "Common/KrCommon/KrComn_CodePage.h"
 #include "Common/KrCommon/KrComn_Log.h"
-#include "Common/KrCommon/KrComn_LogPlatform.h"
 
 namespace KrCommon {
 
@@ -45,7 +45,9 @@ void AppendSource(std::wstring& target, std::string_view source) {
     if (IsAscii(source)) {
         target.append(source.begin(), source.end());
     } else {
-        LogPlatform::AppendThreadText(target, source);
+        std::wstring wide;
+        String::FromCodePage(source, wide, String::kThreadCodePage);
+        target += wide;
     }
 }
 

@@ -28,11 +28,4 @@ std::uint32_t ThreadId() noexcept {
     return s_uiThreadId;
 }
 
-void AppendThreadText(std::wstring& target, std::string_view text) {
-    target.reserve(target.size() + text.size());
-    for (const char character : text) {
-        target.push_back(static_cast<wchar_t>(static_cast<unsigned char>(character)));
-    }
-}
-
 }  // namespace KrCommon::LogPlatform

@@ -1,5 +1,3 @@
-#include <cstddef>
-
 #include "Common/KrCommon/KrComn_LogPlatform.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 
@@ -18,18 +16,6 @@ std::uint32_t ProcessId() noexcept {
 
 std::uint32_t ThreadId() noexcept {
     return GetCurrentThreadId();
-}
-
-void AppendThreadText(std::wstring& target, std::string_view text) {
-    if (text.empty())
-        return;
-    // No code page gives more characters than bytes.
-    const std::size_t before = target.size();
-    target.resize(before + text.size());
-    const int length =
-        MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), static_cast<int>(text.size()),
-                            target.data() + before, static_cast<int>(text.size()));
-    target.resize(before + static_cast<std::size_t>(length));
 }
 
 }  // namespace KrCommon::LogPlatform

@@ -6,7 +6,7 @@
 
 namespace KrCommon {
 
-// What the decision asks of the system. Each question fails by returning false.
+// What the decision asks of the system. A question that fails gives false.
 class SessionSystem {
 public:
     SessionSystem() = default;
@@ -14,8 +14,8 @@ public:
     SessionSystem& operator=(const SessionSystem&) = delete;
     virtual ~SessionSystem() = default;
 
-    // Platform id and major version (GetVersionExW).
-    virtual bool GetVersion(std::uint32_t& platform, std::uint32_t& major) = 0;
+    // Whether the system meets a condition of KrComn_OsVersion.h.
+    virtual bool Meets(std::uint32_t condition) = 0;
     // The session of this process (ProcessIdToSessionId).
     virtual bool GetSessionId(std::uint32_t& session) = 0;
     // Whether the token of this process belongs to the local system (CheckTokenMembership).

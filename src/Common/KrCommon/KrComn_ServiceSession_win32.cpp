@@ -1,3 +1,5 @@
+#include "Common/KrCommon/KrComn_LibraryFunction.h"
+#include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_ServiceSession.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 
@@ -7,26 +9,13 @@ namespace {
 
 class ThisSystem : public SessionSystem {
 public:
-    bool GetVersion(std::uint32_t& platform, std::uint32_t& major) override {
-        OSVERSIONINFOW version = {};
-        version.dwOSVersionInfoSize = sizeof(version);
-        if (GetVersionExW(&version) == 0)
-            return false;
-        platform = version.dwPlatformId;
-        major = version.dwMajorVersion;
-        return true;
-    }
+    bool Meets(std::uint32_t condition) override { return OsVersion::Is(condition); }
 
     bool GetSessionId(std::uint32_t& session) override {
-        using Function = BOOL WINAPI(DWORD, DWORD*);
-        const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
-        if (kernel == nullptr)
-            return false;
-        auto* const processIdToSessionId = reinterpret_cast<Function*>(
-            reinterpret_cast<void*>(GetProcAddress(kernel, "ProcessIdToSessionId")));
+        Library::Function<BOOL WINAPI(DWORD, DWORD*)> ask;
         DWORD found = 0;
-        if (processIdToSessionId == nullptr ||
-            processIdToSessionId(GetCurrentProcessId(), &found) == 0)
+        if (!ask.Find(L"kernel32.dll", "ProcessIdToSessionId", nullptr) ||
+            ask.Get()(GetCurrentProcessId(), &found) == 0)
             return false;
         session = found;
         return true;

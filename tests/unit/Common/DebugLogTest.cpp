@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Common/KrCommon/KrComn_LogPlatform.h"
+#include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_ServiceSession.h"
 #include "support/FakeLogStorage.h"
 #include "support/TraceFolder.h"
@@ -473,10 +474,8 @@ TEST_F(DebugLogTest, function_trace_is_written_with_mask_273_and_not_by_default)
 // The answers of the system for one decision.
 class FakeSystem : public KrCommon::SessionSystem {
 public:
-    bool GetVersion(std::uint32_t& platform, std::uint32_t& major) override {
-        platform = m_uiPlatform;
-        major = m_uiMajor;
-        return m_uiMajor != 0;
+    bool Meets(std::uint32_t condition) override {
+        return KrCommon::OsVersion::Meets(m_Record, condition);
     }
     bool GetSessionId(std::uint32_t& session) override {
         ++m_iSessionQuestions;
@@ -488,8 +487,7 @@ public:
         member = m_iMember == 1;
         return m_iMember >= 0;
     }
-    std::uint32_t m_uiPlatform = 2;
-    std::uint32_t m_uiMajor = 0;
+    KrCommon::OsVersion::Record m_Record;
     int m_iSession = -1;
     int m_iMember = -1;
     int m_iSessionQuestions = 0;
@@ -500,13 +498,13 @@ TEST(ServiceSession, is_session_0_since_vista_and_the_local_system_before) {
     const struct {
         const char* what;
         std::uint32_t platform;
-        std::uint32_t major;  // 0: the question fails
-        int session;          // -1: the question fails
-        int member;           // -1: the question fails
+        std::uint32_t major;
+        int session;  // -1: the question fails
+        int member;   // -1: the question fails
         bool service;
         int asked;  // 0: neither, 1: for the session, 2: for the member
     } rows[] = {
-        {"no version", 2, 0, 0, 1, false, 0},
+        {"no answer about the version", 0, 0, 0, 1, false, 0},
         {"not the NT family", 1, 6, 0, 1, false, 0},
         {"NT 4", 2, 4, 0, 1, false, 0},
         {"2000, local system", 2, 5, 1, 1, true, 2},
@@ -519,8 +517,8 @@ TEST(ServiceSession, is_session_0_since_vista_and_the_local_system_before) {
     };
     for (const auto& row : rows) {
         FakeSystem system;
-        system.m_uiPlatform = row.platform;
-        system.m_uiMajor = row.major;
+        system.m_Record.platformId = row.platform;
+        system.m_Record.majorVersion = row.major;
         system.m_iSession = row.session;
         system.m_iMember = row.member;
         EXPECT_EQ(KrCommon::IsServiceSession(system), row.service) << row.what;
