@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
-#include "Common/KrCommon/KrComn_Log.h"
-#include "WySdk/SdkLog.h"
+#include "Common/KrCommon/KrComn_DebugLog.h"
+#include "lib/wycommon/WyCommon_LazyLogs.h"
 #include "lib/wycommon/WyCommon_Paths.h"
 
 namespace {
@@ -19,13 +19,18 @@ constexpr std::uint32_t kConstructedLine = 21;
 
 // Static objects stand already. Without an installed product there is no log.
 void OnProcessAttach() {
-    StartFeedbackErrorLog();
+    WyCommon::LazyLogs::Start();
     const std::wstring productPath = WyCommon::Utility::GetProductPath();
     if (!PathFileExistsW(productPath.c_str()))
         return;
-    StartDebugLog(kLogModule, productPath);
+    KrCommon::CreateMainLog(kLogModule, productPath);
     WyLogStream(kLogSource, kConstructedLine, KrCommon::LogLevel::kInformation)
         << kLogModule << L": [INFO] " << L"Debug server constructed!";
+}
+
+void OnProcessDetach() {
+    WyCommon::LazyLogs::Stop();
+    KrCommon::DestroyMainLog();
 }
 
 }  // namespace
@@ -35,7 +40,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
         if (reason == DLL_PROCESS_ATTACH)
             OnProcessAttach();
         if (reason == DLL_PROCESS_DETACH)
-            StopDebugLog();
+            OnProcessDetach();
     } catch (...) {
         // Loading succeeds whatever the log does.
     }
