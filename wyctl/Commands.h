@@ -81,6 +81,18 @@ void RunLogTail(Context& context, const LogTailOptions& options);
 // records that only pass it on. Raises Failure when the file cannot be read or is no debug log.
 void RunLogExplain(Context& context, const std::string& file);
 
+struct LogLevelOptions {
+    std::string file;            // a krdbg.ini; empty: the installed product's
+    std::string level;           // empty: as it is
+    std::optional<bool> enable;  // none: as it is
+};
+
+// Shows switch and level of the debug log, and changes them first where that is asked for. A change
+// is written for both kinds of session, and into the file below win32 as well when it is the
+// installed product's. Raises UsageError for a wrong level, Failure when there is no such file or
+// it cannot be written.
+void RunLogLevel(Context& context, const LogLevelOptions& options);
+
 enum class CaptureKind { Auto, Request, Reply, Message };
 
 struct DecodeOptions {

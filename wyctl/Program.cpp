@@ -77,6 +77,7 @@ private:
     PublishOptions m_Publish;
     DecodeOptions m_Decode;
     LogTailOptions m_LogTail;
+    LogLevelOptions m_LogLevel;
     std::string m_strExplainedLog;
     std::string m_strBatchFile;
 };
@@ -276,6 +277,20 @@ void CommandLine::AddLog() {
     tail->add_option("--only", m_LogTail.filter, "all, warnings (errors too), errors")
         ->transform(CLI::CheckedTransformer(filters))
         ->option_text("WHICH");
+    CLI::App* const level =
+        Add(*log, "level", "Show or change what the debug log takes", [this](Context& c) {
+            RunLogLevel(c, m_LogLevel);
+            return kExitSuccess;
+        });
+    level->add_option("LEVEL", m_LogLevel.level,
+                      "error, warning, info, debug (each with those before it), or a mask");
+    level->add_option("--file", m_LogLevel.file, "Another krdbg.ini than the installed product's")
+        ->option_text("FILE");
+    const auto turn = [this](bool on) {
+        return [this, on](std::int64_t) { m_LogLevel.enable = on; };
+    };
+    CLI::Option* const on = level->add_flag_function("--on", turn(true), "Switch the log on");
+    level->add_flag_function("--off", turn(false), "Switch the log off")->excludes(on);
     CLI::App* const explain =
         Add(*log, "explain", "Tell the failing steps of a log, and why", [this](Context& c) {
             RunLogExplain(c, m_strExplainedLog);

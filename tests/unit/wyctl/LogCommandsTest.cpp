@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 #include "ProgramFixture.h"
@@ -146,6 +147,58 @@ TEST_F(LogCommands, explain_of_a_good_log_finds_nothing_and_of_another_file_refu
     Write("a letter\n");
     EXPECT_EQ(Run({"log", "explain", m_strPath}), 1);
     EXPECT_THAT(m_Terminal.err, HasSubstr("is no debug log"));
+}
+
+TEST_F(LogCommands, level_shows_what_a_file_says) {
+    Write("[ServiceSession]\r\nEnable=1\r\nLevel=0x00001111\r\n");
+    EXPECT_EQ(Run({"log", "level", "--file", m_strPath, "--json"}), 0);
+    const Json::Value sections = OneJson()["sections"];
+    EXPECT_EQ(sections["ServiceSession"]["enabled"], Json::Value(true));
+    EXPECT_EQ(sections["ServiceSession"]["level"].asUInt(), 0x1111U);
+    EXPECT_EQ(sections["InteractiveSession"]["enabled"], Json::Value(false));
+    EXPECT_EQ(sections["InteractiveSession"]["level"].asUInt(), 256U);
+    EXPECT_EQ(Run({"log", "level", "--file", m_strPath}), 0);
+    EXPECT_THAT(m_Terminal.out, HasSubstr("ServiceSession      on   0x00001111 (debug)\n"));
+    EXPECT_THAT(m_Terminal.out, HasSubstr("InteractiveSession  off  0x00000100 (error)\n"));
+    EXPECT_EQ(m_Terminal.err, "");
+}
+
+TEST_F(LogCommands, level_changes_both_sections_and_keeps_what_is_not_named) {
+    Write("[InteractiveSession]\r\nEnable=1\r\nLogPrefix=abc\r\n");
+    const struct {
+        std::vector<std::string> arguments;
+        bool enabled;
+        std::uint32_t level;
+    } rows[] = {
+        {{"info"}, true, 273},  {{"--off"}, false, 273},          {{"0x10", "--on"}, true, 16},
+        {{"4097"}, true, 4097}, {{"error", "--off"}, false, 256}, {{"warning"}, false, 272}};
+    for (const auto& row : rows) {
+        std::vector<std::string> arguments{"log", "level", "--file", m_strPath, "--json"};
+        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+        EXPECT_EQ(Run(arguments), 0) << row.arguments[0];
+        for (const char* name : {"ServiceSession", "InteractiveSession"}) {
+            const Json::Value section = OneJson()["sections"][name];
+            EXPECT_EQ(section["enabled"], Json::Value(row.enabled)) << row.arguments[0];
+            EXPECT_EQ(section["level"].asUInt(), row.level) << row.arguments[0];
+        }
+        EXPECT_THAT(m_Terminal.err, HasSubstr("until they start anew"));
+    }
+    std::ifstream file(m_strPath, std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    EXPECT_THAT(text, HasSubstr("LogPrefix=abc"));
+    EXPECT_THAT(text, HasSubstr("Level=0x00000110"));
+}
+
+TEST_F(LogCommands, level_of_no_file_and_of_no_level_are_refused) {
+    EXPECT_EQ(Run({"log", "level", "--file", "no-such-file", "info"}), 1);
+    EXPECT_THAT(m_Terminal.err, HasSubstr("cannot open no-such-file"));
+    for (const char* level : {"loud", "-1", "0x100000000", "1.5"}) {
+        EXPECT_EQ(Run({"log", "level", "--file", m_strPath, "--", level}), 2) << level;
+        EXPECT_THAT(m_Terminal.err, HasSubstr("is no level")) << level;
+    }
+    EXPECT_EQ(Run({"log", "level", "--file", m_strPath, "--on", "--off"}), 2);
+    EXPECT_EQ(Run({"log", "level"}), 1);
+    EXPECT_THAT(m_Terminal.err, HasSubstr("no product is installed"));
 }
 
 TEST_F(LogCommands, wrong_lines_are_refused) {

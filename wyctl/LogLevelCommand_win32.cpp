@@ -1,0 +1,139 @@
+#include <fmt/format.h>
+#include <json/value.h>
+
+#include "Common/KrCommon/KrComn_File.h"
+#include "Common/KrCommon/KrComn_IniFile.h"
+#include "Common/KrCommon/KrComn_Log.h"
+#include "Common/KrCommon/KrComn_String.h"
+#include "lib/wycommon/WyCommon_LogSettings.h"
+#include "lib/wycommon/WyCommon_Paths.h"
+#include "wyctl/CommandText.h"
+#include "wyctl/Commands.h"
+#include "wyctl/Errors.h"
+#include "wyctl/TextTable.h"
+
+namespace WyCtl {
+
+namespace {
+
+namespace Level = KrCommon::LogLevel;
+
+constexpr const wchar_t* kSections[] = {L"InteractiveSession", L"ServiceSession"};
+
+struct NamedLevel {
+    const char* name;
+    std::uint32_t mask;
+};
+
+constexpr NamedLevel kLevels[] = {
+    {"error", Level::kError},
+    {"warning", Level::kError | Level::kWarning},
+    {"info", Level::kError | Level::kWarning | Level::kInformation},
+    {"debug", Level::kError | Level::kWarning | Level::kInformation | Level::kDebug},
+};
+
+std::uint32_t ParseLevel(const std::string& text) {
+    for (const NamedLevel& level : kLevels) {
+        if (text == level.name) {
+            return level.mask;
+        }
+    }
+    const auto number = ParseNumber(text);
+    if (!number || *number > UINT32_MAX) {
+        throw UsageError(fmt::format(
+            "'{}' is no level: error, warning, info, debug, or a mask of 32 bits", text));
+    }
+    return static_cast<std::uint32_t>(*number);
+}
+
+std::string LevelText(std::uint32_t mask) {
+    for (const NamedLevel& level : kLevels) {
+        if (mask == level.mask) {
+            return fmt::format("0x{:08x} ({})", mask, level.name);
+        }
+    }
+    return fmt::format("0x{:08x}", mask);
+}
+
+// What a log reads from one section of the file.
+class Section {
+public:
+    Section(const std::wstring& file, const std::wstring& name) : m_strName(name) {
+        using KrCommon::Storage::Key;
+        const std::wstring folder(KrCommon::String::RemoveFileName(file));
+        const std::wstring fileName(KrCommon::String::GetFileName(file));
+        KrCommon::Storage::IniFile store;
+        store.OpenForRead(Key(Key::kIniFile, folder.c_str(), fileName.c_str()), name);
+        m_bEnabled = store.ReadDword(L"Enable", 0) == 1;
+        m_uiLevel = store.ReadDword(L"Level", Level::kError);
+        store.Close(false);
+    }
+    std::string Name() const { return KrCommon::String::ToUtf8(m_strName); }
+    bool IsEnabled() const { return m_bEnabled; }
+    std::uint32_t Mask() const { return m_uiLevel; }
+
+private:
+    std::wstring m_strName;
+    bool m_bEnabled = false;
+    std::uint32_t m_uiLevel = 0;
+};
+
+std::wstring ProductFile() {
+    const std::wstring folder = WyCommon::Utility::GetProductPath();
+    if (folder.empty()) {
+        throw Failure("no product is installed; name a krdbg.ini with --file");
+    }
+    return WyCommon::Utility::JoinPath(folder, L"krdbg.ini");
+}
+
+void Change(const std::wstring& file, const LogLevelOptions& options) {
+    const Section now(file, kSections[0]);
+    const bool enable = options.enable.value_or(now.IsEnabled());
+    const std::uint32_t level = options.level.empty() ? now.Mask() : ParseLevel(options.level);
+    const bool written = options.file.empty()
+                             ? WyCommon::LogSettings::SetSwitch(enable, level)
+                             : WyCommon::LogSettings::WriteSwitch(file, enable, level);
+    if (!written) {
+        throw Failure(fmt::format("cannot write all of {}", KrCommon::String::ToUtf8(file)));
+    }
+}
+
+void Show(Context& context, const std::wstring& file) {
+    Json::Value answer(Json::objectValue);
+    answer["ok"] = true;
+    answer["file"] = KrCommon::String::ToUtf8(file);
+    TextTable table({"session", "log", "level"});
+    for (const wchar_t* name : kSections) {
+        const Section section(file, name);
+        Json::Value& item = answer["sections"][section.Name()];
+        item["enabled"] = section.IsEnabled();
+        item["level"] = section.Mask();
+        table.AddRow(
+            {section.Name(), section.IsEnabled() ? "on" : "off", LevelText(section.Mask())});
+    }
+    if (context.Options().json) {
+        context.PrintJson(answer);
+    } else {
+        context.Screen().Out(answer["file"].asString() + "\n" + table.Render());
+    }
+}
+
+}  // namespace
+
+void RunLogLevel(Context& context, const LogLevelOptions& options) {
+    if (!options.level.empty()) {
+        ParseLevel(options.level);
+    }
+    const std::wstring file =
+        options.file.empty() ? ProductFile() : KrCommon::String::FromUtf8(options.file);
+    if (!KrCommon::Storage::File::Exists(file, nullptr)) {
+        throw Failure(fmt::format("cannot open {}", KrCommon::String::ToUtf8(file)));
+    }
+    if (options.enable || !options.level.empty()) {
+        Change(file, options);
+        context.Screen().Err("wyctl: running logs keep their values until they start anew\n");
+    }
+    Show(context, file);
+}
+
+}  // namespace WyCtl
