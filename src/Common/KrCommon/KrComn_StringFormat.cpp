@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdint>
 #include <cwchar>
 #include <cwctype>
@@ -53,6 +54,7 @@ void FormatV(std::wstring& out, std::size_t size, const wchar_t* format, std::va
             buffer.resize(room);
             std::va_list copy;
             va_copy(copy, arguments);
+            errno = 0;
             const int length = std::vswprintf(buffer.data(), room, format, copy);
             va_end(copy);
             if (length >= 0 && static_cast<std::size_t>(length) < room) {
@@ -60,6 +62,8 @@ void FormatV(std::wstring& out, std::size_t size, const wchar_t* format, std::va
                 out = std::move(buffer);
                 return;
             }
+            if (length < 0 && errno == EILSEQ)
+                break;  // no size helps a text that has no wide form
         }
     } catch (const std::bad_alloc&) {
         RaiseNoMemory(__LINE__);

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <new>
 #include <string>
 
 #include "Common/KrCommon/KrComn_DebugLog.h"
+#include "Common/KrCommon/KrComn_Exception.h"
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Synchronize.h"
@@ -154,6 +156,41 @@ TEST_F(DebugLogMemory, configuration_that_cannot_be_read_anew_leaves_the_log_ope
     }
     EXPECT_TRUE(log.IsLevelEnabled(kError));
     EXPECT_TRUE(log.Trace("Some", 4, kError, L"later"));
+}
+
+TEST(Format, without_memory_raises_6_and_changes_nothing) {
+    const std::wstring text(300, L'x');
+    for (std::size_t passed = 0; passed < 2; ++passed) {  // the first buffer, the doubled one
+        std::wstring out = L"before";
+        std::uint32_t code = 0;
+        bool happened = false;
+        try {
+            const FailAllocations fault(passed, FailAllocations::Mode::kOnce);
+            try {
+                String::Format(out, L"%ls", text.c_str());
+            } catch (...) {
+                happened = fault.Happened();
+                throw;
+            }
+        } catch (String::Exception* raised) {
+            const KrCommon::Exception::Caught caught(raised);
+            code = raised->Code();
+        }
+        EXPECT_TRUE(happened) << passed;
+        EXPECT_EQ(code, 6U) << passed;
+        EXPECT_EQ(out, L"before") << passed;
+    }
+}
+
+TEST(Exception, without_memory_for_it_bad_alloc_goes_out) {
+    bool came = false;
+    try {
+        const FailAllocations fault(0);
+        KrCommon::Exception::Raise<String::Exception>(6U, 1U, "File");
+    } catch (const std::bad_alloc&) {
+        came = true;
+    }
+    EXPECT_TRUE(came);
 }
 
 TEST(CriticalSection, without_memory_is_invalid_and_does_nothing) {
