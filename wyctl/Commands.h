@@ -93,6 +93,9 @@ struct LogLevelOptions {
 // it cannot be written.
 void RunLogLevel(Context& context, const LogLevelOptions& options);
 
+// Shows what the library resolves on this machine, and from where.
+void RunWhere(Context& context);
+
 enum class CaptureKind { Auto, Request, Reply, Message };
 
 struct DecodeOptions {

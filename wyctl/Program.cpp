@@ -53,6 +53,7 @@ private:
     void AddMonitor();
     void AddEvents();
     void AddDecode();
+    void AddWhere();
     void AddLog();
     void AddBatch();
     void AddSearchOptions(CLI::App& command, bool filters);
@@ -105,6 +106,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults) : m_App(kAbout, "wyctl"
     AddMonitor();
     AddEvents();
     AddDecode();
+    AddWhere();
     AddLog();
     AddBatch();
 }
@@ -248,6 +250,14 @@ void CommandLine::AddDecode() {
         ->transform(CLI::CheckedTransformer(kinds))
         ->option_text("KIND");
     decode->add_flag("--full", m_Decode.full, "Show long texts whole");
+}
+
+void CommandLine::AddWhere() {
+    Add("where", "Show identity, registry values and folders, and where each comes from",
+        [](Context& c) {
+            RunWhere(c);
+            return kExitSuccess;
+        });
 }
 
 void CommandLine::AddLog() {

@@ -21,9 +21,6 @@ std::wstring Made(std::wstring folder) {
     return folder;
 }
 
-constexpr const wchar_t* kCommonData = L"#CSIDL_COMMON_APPDATA#";
-constexpr const wchar_t* kLocalData = L"#CSIDL_LOCAL_APPDATA#";
-
 }  // namespace
 
 std::wstring JoinPath(std::wstring path, std::wstring_view part) {
@@ -82,16 +79,24 @@ std::wstring GetWin32Folder() {
     return PathsPlatform::Is64BitSystem() ? JoinPath(std::move(base), L"win32") : base;
 }
 
+std::wstring GetCommonDataRoot() {
+    return DataRoot(L"#CSIDL_COMMON_APPDATA#");
+}
+
+std::wstring GetLocalDataRoot() {
+    return DataRoot(L"#CSIDL_LOCAL_APPDATA#");
+}
+
 std::wstring GetCommonCacheFolder() {
-    return Made(JoinPath(DataRoot(kCommonData), L"Cache"));
+    return Made(JoinPath(GetCommonDataRoot(), L"Cache"));
 }
 
 std::wstring GetExternalFolder(bool temporary) {
-    return Made(JoinPath(DataRoot(kCommonData), temporary ? L"ExternalTmp" : L"External"));
+    return Made(JoinPath(GetCommonDataRoot(), temporary ? L"ExternalTmp" : L"External"));
 }
 
 std::wstring GetLocalCacheFolder() {
-    return Made(JoinPath(DataRoot(kLocalData), L"Cache"));
+    return Made(JoinPath(GetLocalDataRoot(), L"Cache"));
 }
 
 std::wstring GetMediaProductFolder(const std::wstring& source) {

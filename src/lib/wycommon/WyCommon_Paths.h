@@ -40,6 +40,10 @@ std::wstring GetConfigurationFolder();  // Configuration
 std::wstring GetCacheFolder();          // Cache
 std::wstring GetWin32Folder();          // win32 on a 64-bit system, otherwise the base itself
 
+// The data roots themselves; not made.
+std::wstring GetCommonDataRoot();  // of the machine
+std::wstring GetLocalDataRoot();   // of the user at the console
+
 // Folders below the data root of the machine; made when they are missing.
 std::wstring GetCommonCacheFolder();             // Cache
 std::wstring GetExternalFolder(bool temporary);  // ExternalTmp or External
