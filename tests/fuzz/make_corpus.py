@@ -167,6 +167,17 @@ def host_seeds():
         yield "FuzzHostFaults", f"emission-{number}", b"\2" + text.encode()
 
 
+# Texts with folder tokens: each kind of mistake, and every third of the names.
+TOKEN_TEXTS = [
+    "", "#", "##", "###", "no token", "#CSIDL_SYSTEM", "CSIDL_SYSTEM#", "#CSIDL_UNKNOWN#a",
+    "#CSIDL_WINDOWS#\\a", "b#CSIDL_COMMON_APPDATA#\\c", "#CSIDL_SYSTEM##CSIDL_WINDOWS#",
+    "##CSIDL_SYSTEM#", "#csidl_system#", "# CSIDL_SYSTEM #", "#CSIDL_COMMON_APPDAT#",
+    "#CSIDL_LOCAL_APPDATA#", "#CSIDL_PROGRAM_FILES_COMMONX86#", "#CSIDL_PROGRAM_FILES_COMMON#",
+    "#CSIDL_DESKTOPDIRECTORY#", "#CSIDL_DESKTOP#", "#CSIDL_APPDATA#", "#CSIDL_MYVIDEO#",
+    "#CSIDL_RECENT#", "#CSIDL_STARTMENU#", "#CSIDL_INTERNET_CACHE#", "#CSIDL_HISTORY#",
+]
+
+
 def seeds():
     """All seeds: target, name, bytes."""
     golden = golden_images()
@@ -195,6 +206,10 @@ def seeds():
         yield "FuzzJson", "units-" + name, b"\x01" + text.encode("utf-16-le")
         yield "FuzzEventEntry", "json-" + name, b"\x01" + text.encode()
     yield "FuzzJson", "units-surrogates", b"\x01" + '"\U0001f600'.encode("utf-16-le") + b"\x00\xd8\x22\x00"
+    for number, text in enumerate(TOKEN_TEXTS):
+        yield "FuzzCsidlText", f"{number:02}", bytes([1 + number % 2 * 2]) + text.encode()
+        if number % 4 == 0:
+            yield "FuzzCsidlText", f"{number:02}-units", b"\x05" + text.encode("utf-16-le")
     # One function after the other, so that the seeds meet every kind of output.
     texts = {**JSON_TEXTS, **ANSWERS}
     for number in range(57):
