@@ -29,9 +29,9 @@ bool EnumProcessId(std::vector<std::uint32_t>& list, Library::PsapiLib* library)
 // lives on; an empty text excludes none. An empty folder is no process' folder.
 //
 // A process that cannot be opened, read or ended, or that does not end in time, has its line in the
-// log and does not change the result. False only when the processes cannot be listed. A caller that
-// wants to reach processes of others switches EnableDebugPrivilege() on first; one whose own
-// executable lies in the folder has to exclude it.
+// log and does not change the result; a 32-bit caller cannot read 64-bit ones. False only when the
+// processes cannot be listed. A caller that wants to reach processes of others switches
+// EnableDebugPrivilege() on first; one whose own executable lies in the folder has to exclude it.
 bool ForceTerminateModule(std::wstring folder, std::wstring excluded);
 
 // Gives the privilege SeDebugPrivilege of this process an attribute: 2 (SE_PRIVILEGE_ENABLED)

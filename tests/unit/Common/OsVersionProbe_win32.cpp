@@ -10,13 +10,17 @@
 //   r2=N                        GetSystemMetrics(SM_SERVERR2)
 //   again                       all is asked once more, of the real system
 //   lookups                     modules that are left loaded by look-ups are counted
+//   threads                     eight threads ask first, all at once
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <optional>
+#include <iterator>
+#include <set>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <vector>
 
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_Windows.h"
@@ -37,6 +41,7 @@ struct Answers {
     int secondRelease = 0;
     bool again = false;
     bool countLoads = false;
+    bool threads = false;
 };
 Answers s_Answers;
 int s_iLoads = 0;
@@ -130,13 +135,37 @@ BOOL WINAPI FreeCounted(HMODULE module) {
     return freed;
 }
 
-void Print(const char* prefix) {
-    std::printf("%sconditions", prefix);
+std::string Conditions() {
+    std::string met;
     for (std::uint32_t condition = 0; condition <= 200; ++condition) {
         if (OsVersion::Is(condition))
-            std::printf(" %u", condition);
+            met += ' ' + std::to_string(condition);
     }
-    std::printf("\n%serror %u\n", prefix, OsVersion::GetError());
+    return met;
+}
+
+// The number of different answers that the threads get.
+std::size_t AskFromThreads() {
+    constexpr int kThreads = 8;
+    std::string answers[kThreads];
+    std::atomic<int> waiting{kThreads};
+    std::vector<std::thread> threads;
+    for (std::string& answer : answers) {
+        threads.emplace_back([&] {
+            --waiting;
+            while (waiting > 0)
+                std::this_thread::yield();
+            answer = Conditions();
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    return std::set<std::string>(std::begin(answers), std::end(answers)).size();
+}
+
+void Print(const char* prefix) {
+    std::printf("%sconditions%s\n", prefix, Conditions().c_str());
+    std::printf("%serror %u\n", prefix, OsVersion::GetError());
     std::printf("%sis64 %d\n", prefix, OsVersion::Is64Bit() ? 1 : 0);
     std::wstring name = L"before";
     const bool named = OsVersion::GetName(name);
@@ -165,6 +194,8 @@ void Read(const std::string& word) {
         s_Answers.again = true;
     } else if (key == "lookups") {
         s_Answers.countLoads = true;
+    } else if (key == "threads") {
+        s_Answers.threads = true;
     }
 }
 
@@ -185,6 +216,8 @@ int main(int count, char** words) {
         s_pLoad = load.Original<HMODULE WINAPI(LPCWSTR)>();
         const IatPatch free(program, "kernel32.dll", "FreeLibrary", FreeCounted);
         s_pFree = free.Original<BOOL WINAPI(HMODULE)>();
+        if (s_Answers.threads)
+            std::printf("threads %zu\n", AskFromThreads());
         Print("");
     }
     if (s_Answers.countLoads)

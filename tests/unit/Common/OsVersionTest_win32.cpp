@@ -257,6 +257,14 @@ TEST(OsVersion, missing_native_information_is_asked_for_again) {
     EXPECT_TRUE(NumbersIn(report["again conditions"]).contains(SystemIs64Bit() ? 12 : 11));
 }
 
+TEST(OsVersion, threads_that_ask_first_together_get_the_same_answers) {
+    for (int round = 0; round < 3; ++round) {
+        Report report = Probe("version=2,5,1,2,1,0 architecture=0 threads");
+        EXPECT_EQ(report["threads"], "1");
+        EXPECT_EQ(NumbersIn(report["conditions"]), (Numbers{5, 7, 101, 102, 103, 104}));
+    }
+}
+
 TEST(OsVersion, bits_are_those_of_the_system) {
     EXPECT_EQ(OsVersion::Is64Bit(), SystemIs64Bit());
     EXPECT_EQ(OsVersion::Is64Bit(), SystemIs64Bit());
