@@ -10,7 +10,11 @@
 
 namespace wycommon_test {
 
-// A copy of UtilityProbe.exe that runs until it is ended, by the object at the latest.
+// Set by a program that runs; its process id follows the name.
+constexpr const wchar_t* kReadyEvent = L"WyUtilityProbe.ready.";
+
+// A copy of UtilityProbe.exe that runs until it is ended, by the object at the latest. It has come
+// up when the object is made: ending a process that is still being started takes its time.
 class Child {
 public:
     // The folders of the path are made, too.
@@ -26,6 +30,7 @@ public:
             CloseHandle(process.hThread);
             m_hProcess = process.hProcess;
             m_uiId = process.dwProcessId;
+            WaitUntilReady();
         }
     }
     Child(const Child&) = delete;
@@ -39,6 +44,8 @@ public:
     DWORD Id() const { return m_uiId; }
     bool IsStarted() const { return m_hProcess != nullptr; }
     bool IsRunning() const { return WaitForSingleObject(m_hProcess, 0) == WAIT_TIMEOUT; }
+    // True when it has ended, or does so within some seconds.
+    bool Ends() const { return WaitForSingleObject(m_hProcess, kPatience) == WAIT_OBJECT_0; }
     DWORD ExitCode() const {
         DWORD code = STILL_ACTIVE;
         GetExitCodeProcess(m_hProcess, &code);
@@ -46,6 +53,13 @@ public:
     }
 
 private:
+    void WaitUntilReady() const {
+        const std::wstring name = std::wstring(kReadyEvent) + std::to_wstring(m_uiId);
+        const HANDLE ready = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
+        WaitForSingleObject(ready, kPatience);
+        CloseHandle(ready);
+    }
+
     static constexpr DWORD kPatience = 10000;  // milliseconds
     HANDLE m_hProcess = nullptr;
     DWORD m_uiId = 0;

@@ -4,11 +4,13 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "lib/wycommon/WyCommon_Process.h"
 #include "lib/wycommon/WyCommon_Session.h"
 #include "support/IatPatch.h"
+#include "unit/lib/wycommon/TestChild.h"
 
 namespace {
 
@@ -31,6 +33,9 @@ BOOL WINAPI VersionGiven(OSVERSIONINFOW* out) {
 
 int main(int count, char** words) {
     if (count < 2) {
+        const std::wstring name =
+            std::wstring(wycommon_test::kReadyEvent) + std::to_wstring(GetCurrentProcessId());
+        SetEvent(CreateEventW(nullptr, TRUE, FALSE, name.c_str()));
         Sleep(60000);
         return 2;
     }
