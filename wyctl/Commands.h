@@ -96,6 +96,23 @@ void RunLogLevel(Context& context, const LogLevelOptions& options);
 // Shows what the library resolves on this machine, and from where.
 void RunWhere(Context& context);
 
+// Shows the document of a JSON database. Raises Failure when the file cannot be read or holds none.
+void RunJsonDbShow(Context& context, const std::string& file);
+
+struct JsonDbSaveOptions {
+    std::string file;
+    std::string from;  // a file with JSON text; "-" or nothing: standard input
+    bool encrypt = false;
+};
+
+// Writes a JSON database. Raises Failure for a text that is no JSON, and then the file is as it
+// was, and when the file cannot be written.
+void RunJsonDbSave(Context& context, const JsonDbSaveOptions& options);
+
+// Tells whether a JSON database is enciphered and whether it parses. Returns the exit code:
+// kExitFailure when it does not parse. Raises Failure when the file cannot be read.
+int RunCryptCheck(Context& context, const std::string& file);
+
 enum class CaptureKind { Auto, Request, Reply, Message };
 
 struct DecodeOptions {

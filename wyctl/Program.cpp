@@ -55,6 +55,7 @@ private:
     void AddDecode();
     void AddWhere();
     void AddLog();
+    void AddJsonDb();
     void AddBatch();
     void AddSearchOptions(CLI::App& command, bool filters);
     std::vector<std::string> TypedArguments() const;
@@ -80,6 +81,8 @@ private:
     LogTailOptions m_LogTail;
     LogLevelOptions m_LogLevel;
     std::string m_strExplainedLog;
+    JsonDbSaveOptions m_JsonDbSave;
+    std::string m_strJsonDb;
     std::string m_strBatchFile;
 };
 
@@ -108,6 +111,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults) : m_App(kAbout, "wyctl"
     AddDecode();
     AddWhere();
     AddLog();
+    AddJsonDb();
     AddBatch();
 }
 
@@ -310,6 +314,33 @@ void CommandLine::AddLog() {
 }
 
 int RunLine(Context& context, const std::vector<std::string>& arguments, bool nested);
+
+void CommandLine::AddJsonDb() {
+    CLI::App* const group = m_App.add_subcommand("jsondb", "Read and write JSON databases");
+    group->require_subcommand(1)->fallthrough();
+    Add(*group, "show", "Show the document of a file in plain or enciphered form",
+        [this](Context& c) {
+            RunJsonDbShow(c, m_strJsonDb);
+            return kExitSuccess;
+        })
+        ->add_option("FILE", m_strJsonDb, "The file")
+        ->required();
+    CLI::App* const save = Add(*group, "save", "Write a document into a file", [this](Context& c) {
+        RunJsonDbSave(c, m_JsonDbSave);
+        return kExitSuccess;
+    });
+    save->add_option("FILE", m_JsonDbSave.file, "The file, which is replaced")->required();
+    save->add_flag("--encrypt", m_JsonDbSave.encrypt, "In enciphered form");
+    save->add_option("--from", m_JsonDbSave.from,
+                     "The document as JSON text; '-' or nothing: standard input")
+        ->option_text("JSONFILE");
+    CLI::App* const crypt = m_App.add_subcommand("crypt", "Look at enciphered files");
+    crypt->require_subcommand(1)->fallthrough();
+    Add(*crypt, "check", "Tell whether a JSON database is enciphered and whether it parses",
+        [this](Context& c) { return RunCryptCheck(c, m_strJsonDb); })
+        ->add_option("FILE", m_strJsonDb, "The file")
+        ->required();
+}
 
 void CommandLine::AddBatch() {
     CLI::App* const batch =
