@@ -60,6 +60,30 @@ def formats(path):
             f"{own['median']:.0f} ns, {other['median']:.0f} ns. {spread_mark(own, other)}")
 
 
+def cipher(path):
+    table = aggregates(path)
+    for size, what in (("Long", "16 KiB"), ("Short", "256 bytes and their key")):
+        for direction in ("encrypt", "decrypt"):
+            own, other = table[f"{size}Ours/{direction}"], table[f"{size}MbedTls/{direction}"]
+            row(f"{direction} {what} ÷ mbedTLS's tables", f"{own['median'] / other['median']:.2f}",
+                "1.0", f"{own['median'] / 1000:.2f} µs, {other['median'] / 1000:.2f} µs. "
+                f"{spread_mark(own, other)}")
+
+
+def json_database(path):
+    table = aggregates(path)
+    for what, alone in (("Save", "Encipher"), ("Load", "Decipher")):
+        bare, own = table[f"Bare{what}"], table[f"{what}/plain"]
+        row(f"JSON database: {what.lower()} ÷ jsoncpp, conversion and file",
+            f"{own['median'] / bare['median']:.2f}", "1.15",
+            f"{own['median'] / 1000:.0f} µs, {bare['median'] / 1000:.0f} µs. {spread_mark(bare, own)}")
+        own, text = table[f"{what}/enciphered"], table[alone]
+        row("the same enciphered ÷ that and the cipher's own time",
+            f"{own['median'] / (bare['median'] + text['median']):.2f}", "1.15",
+            f"{own['median'] / 1000:.0f} µs, {bare['median'] / 1000:.0f} and "
+            f"{text['median'] / 1000:.0f} µs. {spread_mark(bare, own, text)}")
+
+
 def log_line(path):
     for name, entry in aggregates(path).items():
         row(f"log: {name}", f"{entry['median']:.2f} ns", "", spread_mark(entry))
@@ -116,7 +140,8 @@ def main():
     print("| what | measured | at most | |")
     print("|---|---|---|---|")
     for name, show in (("roundtrip.txt", round_trip), ("bench_marshalling.json", marshalling),
-                       ("bench_formats.json", formats), ("answers.txt", answers),
+                       ("bench_formats.json", formats), ("bench_cipher.json", cipher),
+                       ("bench_jsondb.json", json_database), ("answers.txt", answers),
                        ("events.txt", events), ("files.txt", files),
                        ("bench_log.json", log_line)):
         if (results / name).exists():

@@ -170,15 +170,17 @@ void Rijndael::ExpandKey(const std::uint8_t* key) {
     for (std::size_t i = 0; i < given; ++i) {
         m_RoundKeys[i] = LoadWord(key + 4 * i);
     }
+    std::size_t place = 0;  // within a key's length
+    const std::uint8_t* constant = RijndaelTables::kRoundConstants.data();
     for (std::size_t i = given; i < count; ++i) {
         std::uint32_t word = m_RoundKeys[i - 1];
-        if (i % given == 0) {
-            word = SubstitutedWord(std::rotr(word, 8)) ^
-                   RijndaelTables::kRoundConstants[i / given - 1];
-        } else if (given > 6 && i % given == 4) {
+        if (place == 0) {
+            word = SubstitutedWord(std::rotr(word, 8)) ^ *constant++;
+        } else if (given > 6 && place == 4) {
             word = SubstitutedWord(word);
         }
         m_RoundKeys[i] = m_RoundKeys[i - given] ^ word;
+        place = place + 1 == given ? 0 : place + 1;
     }
 }
 
@@ -373,21 +375,21 @@ void Rijndael::ConvertCbc(const std::uint8_t* in, const std::uint8_t* end, std::
 // and the bit of the cipher text moves into the chaining value from behind.
 void Rijndael::ConvertBits(const std::uint8_t* in, std::uint8_t* out) {
     for (std::size_t i = 0; i < kBlock; ++i) {
-        const std::uint8_t from = in[i];
-        std::uint8_t to = 0;
+        const unsigned from = in[i];
+        unsigned to = 0;
         for (int shift = 7; shift >= 0; --shift) {
             std::uint8_t stream[kBlock];
             Store(stream, Encipher::Block(Load(m_Iv), m_RoundKeys, m_uiRounds));
             const unsigned given = from >> shift & 1U;
-            const unsigned made = given ^ stream[0] >> 7;
-            to = static_cast<std::uint8_t>(to << 1 | made);
+            const unsigned made = given ^ unsigned { stream[0] } >> 7;
+            to = to << 1 | made;
             const unsigned fed = m_uiDirection == kEncrypt ? made : given;
             for (std::size_t k = 0; k + 1 < kBlock; ++k) {
                 m_Iv[k] = static_cast<std::uint8_t>(m_Iv[k] << 1 | m_Iv[k + 1] >> 7);
             }
-            m_Iv[kBlock - 1] = static_cast<std::uint8_t>(m_Iv[kBlock - 1] << 1 | fed);
+            m_Iv[kBlock - 1] = static_cast<std::uint8_t>(unsigned{m_Iv[kBlock - 1]} << 1 | fed);
         }
-        out[i] = to;
+        out[i] = static_cast<std::uint8_t>(to);
     }
 }
 
