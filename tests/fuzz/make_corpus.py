@@ -178,6 +178,42 @@ TOKEN_TEXTS = [
 ]
 
 
+def foundation_seeds():
+    """Seeds of enciphered text, JSON databases and text helpers."""
+    texts = ("a", "fifteen letters", "sixteen letters!", "\x10" * 16, "ends like padding\x02\x02",
+             "x" * 191, "x" * 192, "x" * 254, "x" * 255, "\u00e4\u00ff", "", "text\0behind a NUL")
+    for number, text in enumerate(texts):
+        yield "FuzzDecipher", f"fixed-{number}", b"\x01\0" + text.encode("latin-1")
+        yield "FuzzDecipher", f"hexadecimal-{number}", b"\0\0" + text.encode("latin-1")
+    base64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"
+    for name, text in {"base64": base64 * 5 + "==", "lines": "\r\n".join([base64] * 5),
+                       "foreign": " \t-_." + base64, "padding": "QQ==" + base64,
+                       "padding-alone": "====", "six-bits": "Q=", "limit": "A" * 271}.items():
+        yield "FuzzDecipher", "fixed-" + name, b"\x01\0" + text.encode()
+    digits = "00112233445566778899aabbccddeeff"
+    for name, more, text in (("block", 0, digits), ("blocks", 0, digits * 3), ("upper", 0, digits.upper()),
+                             ("odd", 0, digits * 2 + "7"), ("no-digits", 0, "0x zz-1 +1" * 8),
+                             ("fewer", 240, digits * 2), ("more", 100, digits), ("part", 0, digits * 2 + "00")):
+        yield "FuzzDecipher", "hexadecimal-" + name, bytes([0, more]) + text.encode()
+    for name, text in JSON_TEXTS.items():
+        yield "FuzzJsonDb", "plain-" + name, b"\0" + text.encode()
+        yield "FuzzJsonDb", "cipher-" + name, b"\x03" + text.encode()
+    for name, text in {"magic": "WYJSONDB", "magic-odd": "WYJSONDB7", "magic-digits": "WYJSONDB" + digits * 2,
+                       "magic-part": "WYJSONDB" + digits * 2 + "00", "magic-lower": "wyjsondb" + digits,
+                       "magic-short": "WYJSOND", "magic-text": "WYJSONDB{}",
+                       "locale": '{"localMapping":[{"lcid":1031,"localeName":"DE-DE"}],"defaultLocal":"x"}',
+                       }.items():
+        yield "FuzzJsonDb", name, b"\2" + text.encode()
+    for name, length, text in (("list", 1, ";a;b; c ;;d;"), ("blanks", 1, "   a  b "), ("long", 2, "--a--b---c-"),
+                               ("none", 0, "no delimiter"), ("alone", 3, "abc"), ("empty", 0, ""),
+                               ("percent", 1, "%100%s%n%ls"), ("nul", 1, ";a;\0b;c"), ("same", 2, "aaaaaaaa"),
+                               ("size", 1, "," + "x" * 300 + "," + "y" * 300)):
+        head = bytes([length])
+        yield "FuzzText", name, b"\0" + head + b"\x10\0" + text.encode()
+        yield "FuzzText", "units-" + name, b"\2" + head + b"\0\1" + text.encode("utf-16-le")
+    yield "FuzzText", "units-surrogates", b"\2\1\1\0" + b";\0\0\xd8;\0\xff\xff\0\xdc"
+
+
 def seeds():
     """All seeds: target, name, bytes."""
     golden = golden_images()
@@ -216,6 +252,7 @@ def seeds():
         name = list(texts)[number % len(texts)]
         yield "FuzzReplyOutputs", f"{number}-{name}", bytes([number, 0]) + texts[name].encode()
     yield from host_seeds()
+    yield from foundation_seeds()
     for number in (0, 4, 44):
         yield "FuzzReplyOutputs", f"null-{number}", bytes([number, 0xFE]) + ANSWERS["numbers"].encode()
         yield "FuzzReplyOutputs", f"units-{number}", (
