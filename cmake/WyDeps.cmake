@@ -19,4 +19,9 @@ if(WIN32)
   endforeach()
   # expat is loaded by the library at run time, from the folder of the program.
   configure_file("${WYSDK_DEPS}/bin/libexpat.dll" "${CMAKE_BINARY_DIR}/bin/libexpat.dll" COPYONLY)
+else()
+  # It has the same name there; the system's library stands behind it.
+  find_library(WY_EXPAT_LIBRARY NAMES libexpat.so REQUIRED)
+  file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+  file(CREATE_LINK "${WY_EXPAT_LIBRARY}" "${CMAKE_BINARY_DIR}/bin/libexpat.dll" SYMBOLIC)
 endif()

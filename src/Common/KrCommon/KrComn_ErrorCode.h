@@ -19,6 +19,7 @@ constexpr std::uint32_t kHandleEof = 38;
 constexpr std::uint32_t kNotSupported = 50;
 constexpr std::uint32_t kFileExists = 80;
 constexpr std::uint32_t kInvalidParameter = 87;
+constexpr std::uint32_t kInsufficientBuffer = 122;
 constexpr std::uint32_t kModuleNotFound = 126;
 constexpr std::uint32_t kProcedureNotFound = 127;
 constexpr std::uint32_t kBadArguments = 160;
