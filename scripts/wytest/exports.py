@@ -1,4 +1,4 @@
-"""The finished library as the loader of an old system sees it, by objdump."""
+"""The finished libraries as the loader of an old system sees them, by objdump."""
 
 import os
 import re
@@ -7,15 +7,15 @@ import subprocess
 from headers import deps_folder
 from support import ROOT
 
-DEFINITION = ROOT / "src" / "WySdk" / "WySdk.def"
+# Each library with the file that names its exports.
+LIBRARIES = {
+    "WySdk.dll": ROOT / "src" / "WySdk" / "WySdk.def",
+    "KrDbgLog.dll": ROOT / "trace" / "KrDbgLog.def",
+}
 ALLOWED = ROOT / "cmake" / "xp-imports.txt"
 
 
 def check(run):
-    if not DEFINITION.exists():
-        run.report.skipped("WySdk.dll", "the library is not part of this tree yet")
-        return
-    wanted = read_definition(DEFINITION.read_text(encoding="utf-8"))
     allowed = read_allowed(ALLOWED.read_text(encoding="utf-8"))
     traces = [str(ROOT), str(deps_folder().parent.parent)]
     if os.environ.get("HOME", "/") != "/":
@@ -23,18 +23,25 @@ def check(run):
     for preset in ("mingw-x64", "mingw-x86"):
         if not run.build(preset):
             continue
-        library = ROOT / "build" / preset / "bin" / "WySdk.dll"
-        if not library.exists():
-            run.report.failed(preset, f"{library} was not built")
-            continue
-        dump = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", library], check=True,
-                              capture_output=True, text=True).stdout
-        verdict(run.report, f"exports of {preset}", compare_exports(wanted, read_exports(dump)))
-        verdict(run.report, f"imports of {preset}", foreign_imports(allowed, read_imports(dump)))
-        data = library.read_bytes()
-        verdict(run.report, f"paths in {preset}",
-                [f"contains {t}" for t in traces
-                 if t.encode() in data or t.encode("utf-16-le") in data])
+        for name, definition in LIBRARIES.items():
+            check_library(run.report, preset, name, definition, allowed, traces)
+
+
+def check_library(report, preset, name, definition, allowed, traces):
+    library = ROOT / "build" / preset / "bin" / name
+    if not library.exists():
+        report.failed(preset, f"{library} was not built")
+        return
+    wanted = read_definition(definition.read_text(encoding="utf-8"))
+    dump = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", library], check=True,
+                          capture_output=True, text=True).stdout
+    verdict(report, f"exports of {name}, {preset}",
+            compare_exports(wanted, read_exports(dump), definition.name))
+    verdict(report, f"imports of {name}, {preset}", foreign_imports(allowed, read_imports(dump)))
+    data = library.read_bytes()
+    verdict(report, f"paths in {name}, {preset}",
+            [f"contains {t}" for t in traces
+             if t.encode() in data or t.encode("utf-16-le") in data])
 
 
 def verdict(report, name, faults):
@@ -89,9 +96,9 @@ def read_imports(dump):
     return found
 
 
-def compare_exports(wanted, found):
+def compare_exports(wanted, found, definition):
     return ([f"not exported: {n}" for n in sorted(wanted - found)]
-            + [f"exported, but not in {DEFINITION.name}: {n}" for n in sorted(found - wanted)]
+            + [f"exported, but not in {definition}: {n}" for n in sorted(found - wanted)]
             + ([] if found else ["no export table was found"]))
 
 

@@ -38,7 +38,7 @@ ALL = [
           "the built library loaded by a program, the service as a second process"),
     Group("e2e-x64", False, gtest_group("mingw-x64", "e2e", "x64"),
           "whole programs, from the command line to the service and back"),
-    Group("exports", False, exports.check, "exported and imported names of WySdk.dll, x64 and x86"),
+    Group("exports", False, exports.check, "exported and imported names of the libraries, x64 and x86"),
     Group("headers", False, headers.check, "each header compiles alone"),
     Group("wine32", False, wine32.check, "unit and abi tests of the 32-bit build under Wine"),
     Group("fuzz", False, fuzzing.check, "fuzz targets on their corpora and on a short sample"),

@@ -173,6 +173,12 @@ TEST_F(TraceModule, lines_of_several_processes_are_whole) {
     CheckLines(LinesOf(folder.Path() / "qrn_WySdk.log"), 4, 2000);
 }
 
+TEST_F(TraceModule, process_that_died_with_the_lock_stops_nobody) {
+    RunWriters("die", 1, 0, folder.Path());
+    RunWriters("module", 2, 10, folder.Path());
+    CheckLines(LinesOf(folder.Path() / "qrn_WySdk.log"), 2, 10);
+}
+
 TEST_F(TraceModule, nothing_is_lost_while_several_processes_exchange_files) {
     RunWriters("session", 4, 2000, folder.Path());
     std::vector<std::string> lines;

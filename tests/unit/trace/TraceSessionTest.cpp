@@ -151,25 +151,22 @@ TEST_F(TraceSession, exchange_that_fails_lets_the_file_grow_and_comes_back) {
 TEST_F(TraceSession, by_day_begins_a_file_with_the_first_line_of_a_later_day) {
     const struct {
         std::uint32_t unit;
-        int days;  // from the last write to the line
+        int years;  // from the last write to the line
         bool exchanged;
-    } rows[] = {{1, 0, false},  {1, 1, true},  {1, 400, true},
-                {1, -1, false}, {0, 1, false}, {2, 1, false}};
+    } rows[] = {{1, 0, false}, {1, 1, true},  {1, -1, false},
+                {0, 1, false}, {2, 1, false}, {0xffffffff, 1, false}};
     for (const auto& row : rows) {
         const TemporaryFolder own(L"day");
         KrDbgConfig config = Record(own.Path().wstring());
         config.uiLogUnitType = row.unit;
         Trace::Session session;
         ASSERT_EQ(session.Open(config), 0U);
-        // Noon is the same day in every zone's winter and summer.
-        KrDbgTime noon = KrCommon::LogPlatform::LocalTime();
-        EXPECT_EQ(session.Write(noon, L"first"), 0U);
-        if (row.days != 0) {
-            noon.uiYear = static_cast<std::uint16_t>(noon.uiYear + (row.days > 0 ? 1 : -1));
-        }
-        EXPECT_EQ(session.Write(noon, L"second"), 0U);
+        KrDbgTime time = KrCommon::LogPlatform::LocalTime();
+        EXPECT_EQ(session.Write(time, L"first"), 0U);
+        time.uiYear = static_cast<std::uint16_t>(time.uiYear + row.years);
+        EXPECT_EQ(session.Write(time, L"second"), 0U);
         EXPECT_EQ(ReadFile(own.Path() / "qrn_WySdk.log"), row.exchanged ? "second" : "firstsecond")
-            << row.unit << ' ' << row.days;
+            << row.unit << ' ' << row.years;
         EXPECT_EQ(ReadFile(own.Path() / "qrn_WySdk.1.log"), row.exchanged ? "first" : "");
     }
 }

@@ -1,7 +1,8 @@
 // One of several programs that write the same log at the same time.
 //
 // TRACE_WRITER in the environment: "<mode> <lines> <folder>". Mode "session" writes through a
-// session with small files, "module" through KrDbgLog.dll beside this program.
+// session with small files, "module" through KrDbgLog.dll beside this program; "die" takes the lock
+// of the log and ends with it.
 
 #include <cstdlib>
 #include <sstream>
@@ -65,5 +66,12 @@ int main() {
     const KrDbgConfig config = test_support::Record(KrCommon::String::FromUtf8(folder));
     if (mode == "session")
         return RunSession(config, lines);
+    if (mode == "die") {
+        Trace::Session session;
+        Trace::FileLock lock;
+        if (session.Open(config) != 0 || lock.Open(session.FilePath(0)) != 0 || !lock.Lock(0))
+            return 2;
+        std::_Exit(0);
+    }
     return mode == "module" ? RunModule(config, lines) : 1;
 }
