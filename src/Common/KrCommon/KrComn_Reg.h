@@ -65,7 +65,8 @@ bool DeleteEntry(void* root, const wchar_t* path, const wchar_t* name, std::uint
                  std::uint32_t* error) noexcept;
 
 // Deletes a key with all that is below it (RegDeleteKeyW), in the view of this process. True also
-// for a key that does not exist. On a failure the rest of the tree is left as it is.
+// for a key that does not exist. On a failure the rest of the tree is left as it is, also when a
+// key is there again behind its removal.
 //
 // An empty path stands for `root` itself, which is deleted only when nothing is below it: no slip
 // in a path may take away a whole root.

@@ -75,21 +75,20 @@ void Enumerate(List& list, void* root, const std::wstring& path, std::uint32_t v
 
 bool DeleteTree(HKEY root, const std::wstring& path);
 
-// Deletes what is below an open key. Always the first: each one that goes moves the next there.
+// Deletes what is below an open key. Always the first: each one that goes moves the next there. One
+// that is there again behind its removal, such as a link to a key that is gone, ends the work.
 void DeleteChildren(HKEY key, HKEY root, const std::wstring& path) {
-    std::wstring child = path;
-    String::AppendSeparator(child);
-    const std::size_t length = child.size();
+    std::wstring folder = path;
+    String::AppendSeparator(folder);
+    std::wstring former;
     for (;;) {
         wchar_t name[kNameSize];
-        DWORD nameLength = kNameSize;
-        if (RegEnumKeyExW(key, 0, name, &nameLength, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS)
+        DWORD length = kNameSize;
+        if (RegEnumKeyExW(key, 0, name, &length, nullptr, nullptr, nullptr, nullptr) !=
+                ERROR_SUCCESS ||
+            name == former || !DeleteTree(root, folder + name))
             return;
-        child.resize(length);
-        child.append(name, nameLength);
-        if (!DeleteTree(root, child))
-            return;
+        former = name;
     }
 }
 

@@ -370,6 +370,23 @@ TEST(RegDeleteAllSection, refused_key_ends_it_and_the_rest_stays) {
     EXPECT_TRUE(Reg::DeleteAllSection(HKEY_LOCAL_MACHINE, kTree));
 }
 
+int g_iDeletes = 0;
+LSTATUS WINAPI PretendDelete(HKEY, const wchar_t* path) {
+    ++g_iDeletes;
+    return std::wstring(path) == kTree ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+}
+
+TEST(RegDeleteAllSection, key_that_stays_behind_its_removal_ends_it) {
+    MakeKey(std::wstring(kTree) + L"\\a");
+    {
+        const IatPatch patch(Self(), "advapi32.dll", "RegDeleteKeyW", PretendDelete);
+        g_iDeletes = 0;
+        EXPECT_FALSE(Reg::DeleteAllSection(HKEY_LOCAL_MACHINE, kTree));
+        EXPECT_EQ(g_iDeletes, 3);  // the tree, its key, the tree again
+    }
+    EXPECT_TRUE(Reg::DeleteAllSection(HKEY_LOCAL_MACHINE, kTree));
+}
+
 LSTATUS g_OpenStatus = ERROR_SUCCESS;
 LSTATUS WINAPI RefuseOpen(HKEY, const wchar_t*, DWORD, REGSAM access, PHKEY) {
     g_uiAccess = access;
