@@ -4,13 +4,14 @@
 
 #include <optional>
 
-#include "Common/KrCommon/KrComn_File.h"
+#include "Common/KrCommon/KrComn_IniFile.h"
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_Reg.h"
 #include "Common/KrCommon/KrComn_Registry.h"
 #include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "lib/wycommon/WyCommon_CsidlTokens.h"
+#include "lib/wycommon/WyCommon_LogSettings.h"
 #include "lib/wycommon/WyCommon_Paths.h"
 #include "lib/wycommon/WyCommon_Session.h"
 #include "utilMode/ExternalDllMode.h"
@@ -161,6 +162,27 @@ WhereSection Folders() {
             }};
 }
 
+// ---- debug log
+
+WhereSection Log() {
+    const std::wstring product = Utility::GetProductPath();
+    const std::wstring file = product + L"\\krdbg.ini";
+    const bool configured =
+        !KrCommon::Storage::LoadIniString(file, L"ServiceSession", L"LogFolder", L"", nullptr)
+             .empty();
+    return {"log",
+            "debug log",
+            {
+                Folder("configuration", product.empty() ? std::wstring() : file,
+                       "product folder, as registered"),
+                Folder("logFolder", WyCommon::LogSettings::GetLogFolder(),
+                       configured ? "krdbg.ini, [ServiceSession] LogFolder"
+                                  : "default, with the product id"),
+                Folder("dumpFolder", WyCommon::LogSettings::GetDumpFolder(),
+                       "application data of the machine, and product id"),
+            }};
+}
+
 // ---- folder tokens
 
 WhereSection Tokens() {
@@ -191,6 +213,7 @@ std::vector<WhereSection> CollectWhere(const std::wstring& library) {
     std::vector<WhereSection> sections{Identity(library)};
     sections.push_back(Registry());
     sections.push_back(Folders());
+    sections.push_back(Log());
     sections.push_back(Tokens());
     return sections;
 }

@@ -160,6 +160,26 @@ TEST_F(WyctlWhere, folders_by_installation_and_none_of_them_made) {
     EXPECT_FALSE(fs::exists("C:\\ProgramData\\Korvex Data"));
 }
 
+TEST_F(WyctlWhere, folders_of_the_debug_log_by_default_and_by_its_file) {
+    RegistryKey product(L"SOFTWARE\\KorvexData\\Wyvarion", KEY_WOW64_64KEY);
+    const Json::Value none = Where()["log"];
+    EXPECT_TRUE(none["configuration"]["value"].isNull());
+    EXPECT_EQ(none["logFolder"]["value"], Json::Value("C:\\ProgramData\\Korvex Data\\Wyvarion"));
+    EXPECT_EQ(none["logFolder"]["from"], Json::Value("default, with the product id"));
+    EXPECT_EQ(none["dumpFolder"]["value"],
+              Json::Value("C:\\ProgramData\\Korvex Data\\Wyvarion\\dump"));
+
+    ASSERT_TRUE(product.SetText(L"ProductPath", m_Folder.Path().wstring()));
+    std::ofstream(m_Folder.Path() / L"krdbg.ini")
+        << "[ServiceSession]\nLogFolder=%commonappdata%\\Logs\n";
+    const Json::Value configured = Where()["log"];
+    EXPECT_EQ(configured["configuration"]["value"], Json::Value(At("krdbg.ini")));
+    EXPECT_EQ(configured["configuration"]["exists"], Json::Value(true));
+    EXPECT_EQ(configured["logFolder"]["value"], Json::Value("C:\\ProgramData\\Logs"));
+    EXPECT_EQ(configured["logFolder"]["from"],
+              Json::Value("krdbg.ini, [ServiceSession] LogFolder"));
+}
+
 TEST_F(WyctlWhere, tokens_with_the_user_they_were_asked_for) {
     const Json::Value tokens = Where()["tokens"];
     EXPECT_EQ(tokens.size(), 38U);
