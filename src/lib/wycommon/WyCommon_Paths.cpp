@@ -12,6 +12,10 @@ namespace WyCommon::Utility {
 
 namespace {
 
+std::wstring ProductValue(const wchar_t* name) {
+    return PathsPlatform::LoadMachineValue(GetProductRegistryKey(), name);
+}
+
 std::wstring DataRoot(const wchar_t* token) {
     return JoinPath(JoinPath(ExpandCsidlPath(token), L"Korvex Data"), Frwk::Mode::GetWyvarionId());
 }
@@ -34,27 +38,27 @@ std::wstring GetProductRegistryKey() {
 }
 
 std::wstring GetProductPath() {
-    return PathsPlatform::LoadProductValue(L"ProductPath");
+    return ProductValue(L"ProductPath");
 }
 
 std::wstring GetWinGuid() {
-    return PathsPlatform::LoadProductValue(L"WinGuid");
+    return ProductValue(L"WinGuid");
 }
 
 std::wstring GetAgentVersion() {
-    return PathsPlatform::LoadProductValue(L"AgentVersion");
+    return ProductValue(L"AgentVersion");
 }
 
 std::wstring GetProductId() {
-    return PathsPlatform::LoadProductValue(L"ProductId");
+    return ProductValue(L"ProductId");
 }
 
 std::wstring GetVendorId() {
-    return PathsPlatform::LoadProductValue(L"VendorId");
+    return ProductValue(L"VendorId");
 }
 
 std::wstring GetProductVersion() {
-    return PathsPlatform::LoadProductValue(L"ProductVersion");
+    return ProductValue(L"ProductVersion");
 }
 
 std::wstring GetProductPathOrModuleFolder() {

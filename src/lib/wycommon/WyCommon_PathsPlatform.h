@@ -7,8 +7,8 @@
 
 namespace WyCommon::PathsPlatform {
 
-// A text value of the product key, or empty text.
-std::wstring LoadProductValue(const wchar_t* name);
+// A text value of the machine's registry in the product's view, or empty text.
+std::wstring LoadMachineValue(const std::wstring& key, const wchar_t* name);
 
 // True on a 64-bit system, whatever this process is.
 bool Is64BitSystem();

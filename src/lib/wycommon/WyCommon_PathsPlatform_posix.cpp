@@ -4,7 +4,7 @@
 
 namespace WyCommon::PathsPlatform {
 
-std::wstring LoadProductValue(const wchar_t*) {
+std::wstring LoadMachineValue(const std::wstring&, const wchar_t*) {
     return {};
 }
 

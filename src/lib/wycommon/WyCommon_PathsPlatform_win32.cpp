@@ -4,17 +4,15 @@
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_Reg.h"
 #include "Common/KrCommon/KrComn_Windows.h"
-#include "lib/wycommon/WyCommon_Paths.h"
 #include "lib/wycommon/WyCommon_Session.h"
 
 #include <shlobj.h>
 
 namespace WyCommon::PathsPlatform {
 
-std::wstring LoadProductValue(const wchar_t* name) {
+std::wstring LoadMachineValue(const std::wstring& key, const wchar_t* name) {
     namespace Reg = KrCommon::Storage::Reg;
-    return Reg::LoadValue(HKEY_LOCAL_MACHINE, Utility::GetProductRegistryKey(), name, {},
-                          Reg::ProductView());
+    return Reg::LoadValue(HKEY_LOCAL_MACHINE, key, name, {}, Reg::ProductView());
 }
 
 bool Is64BitSystem() {

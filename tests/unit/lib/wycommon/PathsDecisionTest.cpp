@@ -16,6 +16,7 @@
 namespace {
 
 std::map<std::wstring, std::wstring> s_Values;
+std::wstring s_strKey;
 bool s_bIs64Bit = false;
 std::map<int, std::wstring> s_Folders;
 std::vector<std::wstring> s_Ensured;
@@ -24,7 +25,8 @@ std::vector<std::wstring> s_Ensured;
 
 namespace WyCommon::PathsPlatform {
 
-std::wstring LoadProductValue(const wchar_t* name) {
+std::wstring LoadMachineValue(const std::wstring& key, const wchar_t* name) {
+    s_strKey = key;
     return s_Values[name];
 }
 bool Is64BitSystem() {
@@ -99,6 +101,7 @@ TEST(PathsDecision, values_by_name) {
     EXPECT_EQ(Utility::GetProductId(), L"4");
     EXPECT_EQ(Utility::GetVendorId(), L"5");
     EXPECT_EQ(Utility::GetProductVersion(), L"6");
+    EXPECT_EQ(s_strKey, Utility::GetProductRegistryKey());
 }
 
 TEST(PathsDecision, nothing_that_the_system_tells) {
