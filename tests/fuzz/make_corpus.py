@@ -131,6 +131,50 @@ FAULT_FILES = [
     '{"faults":[{"any":true,"explode":1}]}',
 ]
 
+# Path of the root, path to query, document.
+XML_DOCUMENTS = {
+    "manifest": ("", "./Product/FileGroup/File",
+                 '<?xml version="1.0" encoding="utf-8"?>\n<Product>\n  <RegistryGroup>\n'
+                 '    <RegistryKey Id="1" Key="a\\b" Action="create" />\n  </RegistryGroup>\n'
+                 '  <FileGroup><File Id="2"/><File Id="3">text</File></FileGroup>\n</Product>'),
+    "part": ("Product/Group", "a/../b", "<Product><x/><Group><a>1</a><b/></Group></Product>"),
+    "no-root": ("Product/x", "", "<Product><y/></Product>"),
+    "mixed": ("a", "./b", "<a>one <b>two</b> three<!-- c --><?tool do?><![CDATA[<&]]></a>"),
+    "blanks": ("", "a", "\n<a>\n\t <b> </b>\r\n</a>\n"),
+    "entities": ("", "a", "<a x='&lt;&#65;&quot;'>&amp;&#x42;&apos;</a>"),
+    "internal-entity": ("a", ".", "<!DOCTYPE a [<!ENTITY e 'v'><!ATTLIST a y CDATA 'd'>]>"
+                                  "<a x='&e;'>&e;</a>"),
+    "laughs": ("", "a", "<!DOCTYPE a [<!ENTITY e0 'ha'>" + "".join(
+        f"<!ENTITY e{i} '" + f"&e{i - 1};" * 10 + "'>" for i in range(1, 9)) + "]><a x='&e8;'/>"),
+    "recursive-entity": ("", "a", "<!DOCTYPE a [<!ENTITY e '&e;'>]><a x='&e;'>&e;</a>"),
+    "external-entity": ("", "a", "<!DOCTYPE a [<!ENTITY e SYSTEM 'x'>]><a>&e;</a>"),
+    "external-dtd": ("", "a", "<!DOCTYPE a SYSTEM 'a.dtd' [<!NOTATION n PUBLIC 'p'>]><a/>"),
+    "parameter-entity": ("", "a", "<!DOCTYPE a [<!ENTITY % p '<!ENTITY e 1>'>%p;]><a>&e;</a>"),
+    "deep": ("", "n/n", "<n>" * 80 + "</n>" * 80),
+    "unclosed": ("", "", "<a><b x='1'"),
+    "mismatched": ("a/b", "", "<a><b></a></b>"),
+    "duplicate": ("", "a", "<a x='1' x='2'/>"),
+    "namespaces": ("", "n:a", "<n:a xmlns:n='u' n:b='1'/>"),
+    "long-name": ("", "n" * 300, "<" + "n" * 300 + " " + "a" * 900 + "='" + "v" * 900 + "'/>"),
+    "beyond-ascii": ("", "gr\u00c3\u00b6\u00c3\u009fe", "<gr\u00f6\u00dfe \u00e4='\u20ac'>\U0001f600</gr\u00f6\u00dfe>"),
+    "parent-of-root": ("", "..", "<a/>"),
+    "empty-names": ("/a//b/", "a//./b/", "<a><b/></a>"),
+    "empty": ("", "", ""),
+}
+
+
+def xml_seeds():
+    """Each document in UTF-8, and some in each encoding."""
+    for name, (root, path, document) in XML_DOCUMENTS.items():
+        head = root.encode() + b"\n" + path.encode("latin-1") + b"\n"
+        yield "FuzzXml", name, b"\0" + head + document.encode()
+        if name in ("manifest", "mixed", "beyond-ascii"):
+            yield "FuzzXml", "utf16-" + name, b"\1" + head + document.encode("utf-16")
+            yield "FuzzXml", "latin1-" + name, (
+                b"\2" + head + document.encode("latin-1", "xmlcharrefreplace"))
+            yield "FuzzXml", "ascii-" + name, (
+                b"\3" + head + document.encode("ascii", "replace"))
+
 
 def host_request(form, identifier, content):
     return bytes([form]) + words(identifier) + struct.pack("<H", len(content)) + content
@@ -253,6 +297,7 @@ def seeds():
         yield "FuzzReplyOutputs", f"{number}-{name}", bytes([number, 0]) + texts[name].encode()
     yield from host_seeds()
     yield from foundation_seeds()
+    yield from xml_seeds()
     for number in (0, 4, 44):
         yield "FuzzReplyOutputs", f"null-{number}", bytes([number, 0xFE]) + ANSWERS["numbers"].encode()
         yield "FuzzReplyOutputs", f"units-{number}", (
