@@ -89,6 +89,16 @@ def log_line(path):
         row(f"log: {name}", f"{entry['median']:.2f} ns", "", spread_mark(entry))
 
 
+def xml(path):
+    table = aggregates(path)
+    for kind, what, limit in (("Manifest", "package manifest", "1.35"),
+                              ("Texts", "document of short texts", "shown")):
+        bare, tree = table[f"{kind}Bare"], table[f"{kind}Tree"]
+        row(f"XML open and tree ÷ bare expat, {what}", f"{tree['median'] / bare['median']:.2f}", limit,
+            f"{tree['median'] / 1e6:.2f} ms, {bare['median'] / 1e6:.2f} ms, "
+            f"{tree['allocations'] - bare['allocations']:.0f} allocations. {spread_mark(bare, tree)}")
+
+
 def round_trip(path):
     for _, f in fields(path):
         row("WyGetSysCpuUsage through the DLL ÷ bare stub call (Wine)", f"{f['ratio']:.2f}", "1.10",
@@ -141,8 +151,8 @@ def main():
     print("|---|---|---|---|")
     for name, show in (("roundtrip.txt", round_trip), ("bench_marshalling.json", marshalling),
                        ("bench_formats.json", formats), ("bench_cipher.json", cipher),
-                       ("bench_jsondb.json", json_database), ("answers.txt", answers),
-                       ("events.txt", events), ("files.txt", files),
+                       ("bench_jsondb.json", json_database), ("bench_xml.json", xml),
+                       ("answers.txt", answers), ("events.txt", events), ("files.txt", files),
                        ("bench_log.json", log_line)):
         if (results / name).exists():
             show(results / name)
