@@ -4,13 +4,23 @@ namespace JsonText {
 
 namespace {
 
-constexpr bool IsBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
+// A set of characters: a text has many characters, and one look-up for each is quick.
+class CharacterSet {
+public:
+    explicit constexpr CharacterSet(std::string_view members) {
+        for (const char member : members) {
+            m_Contains[static_cast<unsigned char>(member)] = true;
+        }
+    }
+    constexpr bool Contains(char c) const { return m_Contains[static_cast<unsigned char>(c)]; }
 
-constexpr bool IsNumberPart(char c) {
-    return (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E';
-}
+private:
+    bool m_Contains[256] = {};
+};
+
+constexpr CharacterSet kBlanks(" \t\r\n");
+constexpr CharacterSet kNumberParts("0123456789.-+eE");
+constexpr CharacterSet kStringMarks("\"\\");
 
 // Walks over a text token by token, as the reader does as long as the text is well-formed. From
 // the first error on the reader only skips, so that it does not matter where the two part ways.
@@ -73,9 +83,7 @@ private:
     bool TakeNumberOrOther() noexcept {
         m_bRootBegan = true;
         const std::size_t start = m_Position;
-        while (m_Position < m_Text.size() && IsNumberPart(m_Text[m_Position])) {
-            ++m_Position;
-        }
+        m_Position = EndOf(kNumberParts, true);
         if (m_Position == start) {
             ++m_Position;  // a separator, or a letter of a word
         }
@@ -84,13 +92,10 @@ private:
 
     // Leaves the position on the closing quote.
     void SkipString() noexcept {
-        for (++m_Position; m_Position < m_Text.size(); ++m_Position) {
-            const char character = m_Text[m_Position];
-            if (character == '"') {
+        for (++m_Position;; m_Position += 2) {
+            m_Position = EndOf(kStringMarks, false);
+            if (m_Position >= m_Text.size() || m_Text[m_Position] == '"') {
                 return;
-            }
-            if (character == '\\') {
-                ++m_Position;
             }
         }
     }
@@ -110,10 +115,16 @@ private:
         m_Position = found == std::string_view::npos ? m_Text.size() : found + length;
     }
 
-    void SkipBlanks() noexcept {
-        while (m_Position < m_Text.size() && IsBlank(m_Text[m_Position])) {
-            ++m_Position;
+    void SkipBlanks() noexcept { m_Position = EndOf(kBlanks, true); }
+
+    // Where the characters that are in the set, or those that are not, end.
+    std::size_t EndOf(const CharacterSet& set, bool inside) const noexcept {
+        const std::size_t size = m_Text.size();
+        std::size_t position = m_Position;
+        while (position < size && set.Contains(m_Text[position]) == inside) {
+            ++position;
         }
+        return position;
     }
 
     const std::string_view m_Text;
