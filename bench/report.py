@@ -99,6 +99,21 @@ def xml(path):
             f"{tree['allocations'] - bare['allocations']:.0f} allocations. {spread_mark(bare, tree)}")
 
 
+def log_files(path):
+    table = aggregates(path)
+    locks, other_off = table["TwoLockRoundTrips"], table["SpdlogFilteredLine"]
+    for name, what in (("FilteredLine", "printf style"), ("FilteredStream", "stream style")):
+        own = table[name]
+        row(f"log line that is filtered away ({what}) ÷ two lock round trips",
+            f"{own['median'] / locks['median']:.2f}", "1.0",
+            f"{own['median']:.1f} ns, {locks['median']:.1f} ns; spdlog's disabled line "
+            f"{other_off['median']:.1f} ns. {spread_mark(own, locks)}")
+    own, other = table["WrittenLine"], table["SpdlogWrittenLine"]
+    row("log line in the file ÷ spdlog's file sink for many threads, flushed",
+        f"{own['median'] / other['median']:.2f}", "shown",
+        f"{own['median']:.0f} ns, {other['median']:.0f} ns. {spread_mark(own, other)}")
+
+
 def round_trip(path):
     for _, f in fields(path):
         row("WyGetSysCpuUsage through the DLL ÷ bare stub call (Wine)", f"{f['ratio']:.2f}", "1.10",
@@ -153,7 +168,7 @@ def main():
                        ("bench_formats.json", formats), ("bench_cipher.json", cipher),
                        ("bench_jsondb.json", json_database), ("bench_xml.json", xml),
                        ("answers.txt", answers), ("events.txt", events), ("files.txt", files),
-                       ("bench_log.json", log_line)):
+                       ("bench_log.json", log_line), ("bench_logfiles.json", log_files)):
         if (results / name).exists():
             show(results / name)
 
