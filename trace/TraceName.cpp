@@ -86,6 +86,11 @@ std::vector<std::wstring_view> Components(std::wstring_view text) {
     return components;
 }
 
+// Whether this may be the name of a server or a share.
+bool IsShareName(std::wstring_view name) {
+    return name != L"." && name != L".." && name.find(L':') == std::wstring_view::npos;
+}
+
 // What no ".." leaves: a drive, a share or the separator at the front. Takes it off the path.
 std::optional<std::wstring> TakeRoot(std::wstring_view& path) {
     if (IsDrive(path)) {
@@ -98,7 +103,7 @@ std::optional<std::wstring> TakeRoot(std::wstring_view& path) {
     if (path.size() < 2 || !IsSeparator(path[1]))
         return std::wstring();
     const std::vector<std::wstring_view> names = Components(path);
-    if (names.size() < 2 || names[0] == L"." || names[0] == L"?")
+    if (names.size() < 2 || names[0] == L"?" || !IsShareName(names[0]) || !IsShareName(names[1]))
         return std::nullopt;
     path = std::wstring_view(
         names[1].data() + names[1].size(),

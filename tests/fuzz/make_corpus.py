@@ -298,10 +298,24 @@ def seeds():
     yield from host_seeds()
     yield from foundation_seeds()
     yield from xml_seeds()
+    yield from trace_seeds()
     for number in (0, 4, 44):
         yield "FuzzReplyOutputs", f"null-{number}", bytes([number, 0xFE]) + ANSWERS["numbers"].encode()
         yield "FuzzReplyOutputs", f"units-{number}", (
             bytes([number, 1]) + ANSWERS["texts"].encode("utf-16-le"))
+
+
+def trace_seeds():
+    """Prefix, name, program, extension and folder of a configuration of the trace module."""
+    for number, text in enumerate((
+            "qrn|WySdk||log|", "qrn|WySdk|WySvcHost|log|%commonappdata%\\x", "||||",
+            "..|..||..|..\\..\\x", "|con||txt|C:\\logs\\", "|lpt1 .x||log|C:/a/./b/../c",
+            "a:b|c*d||e?f|\\\\server\\share\\x", "|nul||.log|\\\\.\\pipe\\x",
+            "|" + 300 * "x" + "||" + 300 * "e" + "|" + 300 * "\\a", "con.|x||log|C:logs",
+            "p|n. . .||l . .|\\\\?\\C:\\x", "\u20ac|\xe4|\U0001f600|log|D:\\\u20ac")):
+        yield "FuzzTraceName", f"units-{number}", b"\x01" + text.encode("utf-16-le")
+        if text.isascii():
+            yield "FuzzTraceName", f"{number}", b"\x00" + text.encode()
 
 
 def main():
