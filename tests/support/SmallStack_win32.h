@@ -10,15 +10,15 @@ namespace test_support {
 
 constexpr SIZE_T kSmallStack = std::size_t{128} * 1024;
 
+inline DWORD WINAPI CallOnSmallStack(void* function) {
+    (*static_cast<const std::function<void()>*>(function))();
+    return 0;
+}
+
 // False when the thread could not be made.
-inline bool RunOnSmallStack(const std::function<void()>& function) {
-    HANDLE const thread = CreateThread(
-        nullptr, kSmallStack,
-        [](void* argument) -> DWORD {
-            (*static_cast<const std::function<void()>*>(argument))();
-            return 0;
-        },
-        const_cast<std::function<void()>*>(&function), STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+inline bool RunOnSmallStack(std::function<void()> function) {
+    HANDLE const thread = CreateThread(nullptr, kSmallStack, CallOnSmallStack, &function,
+                                       STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
     if (thread == nullptr)
         return false;
     WaitForSingleObject(thread, INFINITE);
