@@ -79,6 +79,26 @@ TEST(DllMain, with_a_product_starts_and_stops_the_log) {
                 ElementsAre(StartsWith("initialize"), StartsWith("trace"), "uninitialize 1"));
 }
 
+TEST(DllMain, lines_of_the_library_stand_in_a_file_of_the_trace_module) {
+    TraceFolder folder;
+    folder.AddModule("KrDbgLog.dll");
+    folder.AddFile("krdbg.ini",
+                   "[InteractiveSession]\nEnable=1\nLevel=1\n"
+                   "LogFolder=%commonappdata%\\Korvex Data\\DllMainTest\n");
+    const Installation installation(folder.Path());
+    const std::filesystem::path file = L"C:\\ProgramData\\Korvex Data\\DllMainTest\\qrn_WySdk.log";
+    std::filesystem::remove(file);
+    { const Library library; }
+    std::ifstream log(file, std::ios::binary);
+    std::string line;
+    ASSERT_TRUE(std::getline(log, line));
+    EXPECT_THAT(line, EndsWith(" .w. <WySdk> WySdk: [INFO] Debug server constructed! - "
+                               "dllmain(21)\r"));
+    EXPECT_FALSE(std::getline(log, line));
+    log.close();
+    EXPECT_TRUE(std::filesystem::remove(file)) << "the library still holds the file";
+}
+
 TEST(DllMain, end_of_the_process_stops_the_log) {
     TraceFolder folder;
     folder.AddModule();
