@@ -51,8 +51,6 @@ using Caught = std::unique_ptr<const Base>;
 // Throws a new exception of the given type by pointer.
 template <class Type, class... Arguments>
 [[noreturn]] void Raise(Arguments&&... arguments) {
-    // By pointer on purpose, as the head of this file says.
-    // NOLINTNEXTLINE(misc-throw-by-value-catch-by-reference)
     throw new Type(std::forward<Arguments>(arguments)...);
 }
 
