@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for ten minutes, two at a time, and prints what each executed and covered.
+# Runs every fuzz target for ten minutes and prints what each executed and covered.
 #
-#   scripts/fuzz-full.sh [SECONDS [TARGET...]]
+#   [WYSDK_JOBS=N] scripts/fuzz-full.sh [SECONDS [TARGET...]]
+#
+# Two targets run at a time, or N.
 #
 # Executions and edges are libFuzzer's own figures. Lines are those of the sources that a target is
 # about, counted by a second build with coverage over what the run has found. What was found stays
@@ -17,13 +19,19 @@ coverage_build=build/native-fuzz-coverage
 
 # The sources that a target is about.
 unit_of() {
-    local ipc=src/Framework/utilIPC rpc=src/utilRPC
+    local ipc=src/Framework/utilIPC rpc=src/utilRPC common=src/Common/KrCommon
     case $1 in
         FuzzEnvelope) echo $ipc/ipc_msg_buffer.cpp ;;
         FuzzParamMessage) echo $ipc/ipc_param_message.cpp $ipc/ipc_data_handle.cpp ;;
         FuzzCommandResult) echo $rpc/RpcMessages.cpp $rpc/RpcClientManager.cpp ;;
         FuzzReplyOutputs) echo src/WySdk/SdkPrimitive.cpp ;;
         FuzzEventEntry) echo src/WySdk/EventBus.cpp src/lib/KrOuterClientHelper/OuterClientHelper.cpp ;;
+        FuzzCsidlText) echo src/lib/wycommon/WyCommon_CsidlTokens.cpp ;;
+        FuzzDecipher) echo $common/KrComn_{StringCrypt,Base64,Rijndael}.cpp ;;
+        FuzzJsonDb) echo src/lib/wycommon/WyCommon_JsonDb.cpp ;;
+        FuzzText) echo $common/KrComn_String{,Format}.cpp ;;
+        FuzzTraceName) echo trace/TraceName.cpp ;;
+        FuzzXml) echo $common/KrComn_Xml*.cpp ;;
         FuzzProductId) echo src/Tool/UpdateAgent/luxWrapper_ProductId.cpp ;;
         FuzzJson) echo src/lib/wycommon/WyCommon_JsonDocument.cpp src/lib/wycommon/WyCommon_JsonText.cpp ;;
         FuzzHostRequest) echo devhost/HostServer.cpp devhost/HostWire.cpp devhost/EventHandlers.cpp ;;
@@ -66,7 +74,7 @@ mkdir -p "$work"
 running=0
 for target in "${targets[@]}"; do
     unit_of "$target" >/dev/null
-    if [ $running -ge 2 ]; then
+    if [ $running -ge "${WYSDK_JOBS:-2}" ]; then
         wait -n
         running=$((running - 1))
     fi
