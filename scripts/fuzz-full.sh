@@ -40,12 +40,13 @@ unit_of() {
     esac
 }
 
+# In the folder of the programs, where the library lies that one of them loads.
 run_one() {
-    local target=$1 folder=$work/$1
-    mkdir -p "$folder"
-    "$fuzz_bin/$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=3072 \
-        -artifact_prefix="$work/$target-" -print_final_stats=1 "$folder" \
-        "tests/fuzz/corpus/$target" >"$work/$target.log" 2>&1 ||
+    local target=$1 corpus=$PWD/tests/fuzz/corpus/$1 out=$PWD/$work
+    mkdir -p "$out/$target"
+    (cd "$fuzz_bin" && "./$target" -max_total_time="$seconds" -timeout=25 -rss_limit_mb=3072 \
+        -artifact_prefix="$out/$target-" -print_final_stats=1 "$out/$target" \
+        "$corpus" >"$out/$target.log" 2>&1) ||
         echo "$target stopped: see $work/$target.log" >&2
 }
 
