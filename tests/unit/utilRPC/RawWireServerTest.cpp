@@ -65,7 +65,9 @@ protected:
     }
 
     static void TearDownTestSuite() {
-        RpcServerUnregisterIf(B_Server_ISendB_v1_0_s_ifspec, nullptr, 1);
+        // Every call has been answered. Waiting for them here, Wine now and then misses the end of
+        // the last one and waits for ever.
+        RpcServerUnregisterIf(B_Server_ISendB_v1_0_s_ifspec, nullptr, 0);
         s_pServer->UnRegisterHandler(s_pHandler);
         delete s_pServer;
         delete s_pHandler;
