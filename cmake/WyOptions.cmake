@@ -31,8 +31,9 @@ if(WIN32)
 endif()
 
 set(WYSDK_SANITIZE "" CACHE STRING "address, thread or fuzzer: what a native build is instrumented for")
-set(CMAKE_C_FLAGS_SANITIZE "-O1 -g -fno-omit-frame-pointer")
-set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g -fno-omit-frame-pointer")
+# Line tables are what a report of a sanitizer needs.
+set(CMAKE_C_FLAGS_SANITIZE "-O1 -g1 -fno-omit-frame-pointer")
+set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g1 -fno-omit-frame-pointer")
 if(WYSDK_SANITIZE STREQUAL "address")
   set(_sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all)
 elseif(WYSDK_SANITIZE STREQUAL "thread")
