@@ -14,8 +14,8 @@
 #
 # wy_add_fuzzer(NAME SOURCES file... [LIBS target...] CORPUS folder)
 #
-# Declares a libFuzzer target. It is built by the preset native-fuzz only; elsewhere the call does
-# nothing. ./test replays the corpus and runs a short sample with a fixed seed.
+# Declares a libFuzzer target. It is built by Clang for AddressSanitizer (preset native-asan, from
+# which ./test runs it) and by the preset native-fuzz; elsewhere the call does nothing. ./test replays the corpus and runs a short sample with a fixed seed.
 
 define_property(GLOBAL PROPERTY WY_TEST_LINES)
 
@@ -83,7 +83,8 @@ function(wy_add_fuzzer name)
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES OR NOT arg_CORPUS)
     message(FATAL_ERROR "wy_add_fuzzer(${name}): wrong arguments, see cmake/WyTest.cmake")
   endif()
-  if(NOT WYSDK_SANITIZE STREQUAL "fuzzer")
+  if(NOT WYSDK_SANITIZE STREQUAL "fuzzer" AND NOT (WYSDK_SANITIZE STREQUAL "address" AND
+                                                   CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
     return()
   endif()
   add_executable(${name} ${arg_SOURCES})

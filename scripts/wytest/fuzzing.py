@@ -9,16 +9,18 @@ import tempfile
 from gtests import SANITIZERS
 from support import ROOT, tail
 
+# The build of the unit tests, which has the same sanitizers.
+PRESET = "native-asan"
 SAMPLE = ["-seed=1", "-runs=3000"]
 FULL = ["-max_total_time=600"]
 
 
 def check(run):
-    if not run.build("native-fuzz"):
+    if not run.build(PRESET):
         return
-    targets = run.programs("native-fuzz", "fuzz", None)
+    targets = run.programs(PRESET, "fuzz", None)
     if not targets:
-        run.report.skipped("native-fuzz", "the build declares no fuzz target")
+        run.report.skipped(PRESET, "the build declares no fuzz target")
     for target in targets:
         replay(run, target)
 
@@ -28,7 +30,7 @@ def replay(run, target):
     if not files:
         run.report.failed(target.name, f"its corpus {target.corpus} is empty")
         return
-    folder = ROOT / "build" / "logs" / "native-fuzz"
+    folder = ROOT / "build" / "logs" / "fuzz"
     folder.mkdir(parents=True, exist_ok=True)
     # Findings stay there; a run that finds nothing leaves nothing.
     findings = folder / f"{target.name}-findings"

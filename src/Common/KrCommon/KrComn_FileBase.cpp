@@ -20,6 +20,14 @@ FileBase::~FileBase() {
     Close();
 }
 
+bool FileBase::OpenForRead(const wchar_t* path, std::uint32_t* error) {
+    if (path == nullptr || *path == L'\0')
+        return Give(error, ErrorCode::kBadArguments);
+    if (IsOpen())
+        return Give(error, ErrorCode::kObjectAlreadyExists);
+    return Give(error, OpenPath(path));
+}
+
 bool FileBase::Read(void* buffer, std::uint32_t length, std::uint32_t* bytesRead,
                     std::uint32_t* error) {
     std::uint32_t count = 0;

@@ -47,7 +47,9 @@ public:
 private:
     static constexpr std::intptr_t kNoFile = -1;
 
-    // One call of the system: its code, and the bytes that came.
+    // Calls of the system, with their codes: opens the file of a path that is not empty, and reads
+    // what comes at once.
+    std::uint32_t OpenPath(const wchar_t* path);
     std::uint32_t ReadBlock(void* buffer, std::uint32_t length, std::uint32_t& bytesRead);
 
     std::intptr_t m_hFile = kNoFile;

@@ -35,7 +35,7 @@ bool IsFolder(int descriptor) {
 }
 
 // A folder is refused as Windows refuses it.
-std::uint32_t OpenPath(const wchar_t* path, int& descriptor) {
+std::uint32_t OpenDescriptor(const wchar_t* path, int& descriptor) {
     try {
         descriptor = open(String::ToUtf8(String::ReplaceAll(path, L"\\", L"/")).c_str(),
                           O_RDONLY | O_CLOEXEC);
@@ -53,20 +53,11 @@ std::uint32_t OpenPath(const wchar_t* path, int& descriptor) {
 
 }  // namespace
 
-bool FileBase::OpenForRead(const wchar_t* path, std::uint32_t* error) {
-    std::uint32_t code = ErrorCode::kSuccess;
-    if (path == nullptr || *path == L'\0') {
-        code = ErrorCode::kBadArguments;
-    } else if (IsOpen()) {
-        code = ErrorCode::kObjectAlreadyExists;
-    } else {
-        int descriptor = -1;
-        code = OpenPath(path, descriptor);
-        m_hFile = descriptor;
-    }
-    if (error != nullptr)
-        *error = code;
-    return code == ErrorCode::kSuccess;
+std::uint32_t FileBase::OpenPath(const wchar_t* path) {
+    int descriptor = -1;
+    const std::uint32_t code = OpenDescriptor(path, descriptor);
+    m_hFile = descriptor;
+    return code;
 }
 
 void FileBase::Close() {

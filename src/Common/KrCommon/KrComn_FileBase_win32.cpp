@@ -12,22 +12,11 @@ HANDLE HandleOf(std::intptr_t file) {
 
 }  // namespace
 
-bool FileBase::OpenForRead(const wchar_t* path, std::uint32_t* error) {
-    std::uint32_t code = ErrorCode::kSuccess;
-    if (path == nullptr || *path == L'\0') {
-        code = ErrorCode::kBadArguments;
-    } else if (IsOpen()) {
-        code = ErrorCode::kObjectAlreadyExists;
-    } else {
-        m_hFile = reinterpret_cast<std::intptr_t>(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ,
-                                                              nullptr, OPEN_EXISTING,
-                                                              FILE_ATTRIBUTE_NORMAL, nullptr));
-        if (!IsOpen())
-            code = GetLastError();
-    }
-    if (error != nullptr)
-        *error = code;
-    return code == ErrorCode::kSuccess;
+std::uint32_t FileBase::OpenPath(const wchar_t* path) {
+    m_hFile =
+        reinterpret_cast<std::intptr_t>(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return IsOpen() ? ErrorCode::kSuccess : GetLastError();
 }
 
 void FileBase::Close() {

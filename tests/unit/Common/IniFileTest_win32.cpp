@@ -87,7 +87,7 @@ TEST_F(IniStore, opening_again_moves_to_the_other_section) {
 
 TEST_F(IniStore, texts_of_every_length_around_the_buffer_come_whole) {
     for (const std::size_t length :
-         {0, 1, 253, 254, 255, 256, 257, 510, 511, 512, 767, 768, 5000}) {
+         {0U, 1U, 253U, 254U, 255U, 256U, 257U, 510U, 511U, 512U, 767U, 768U, 5000U}) {
         std::wstring text(length, L'x');
         if (length > 2) {
             text.front() = L'<';

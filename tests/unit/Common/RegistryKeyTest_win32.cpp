@@ -404,14 +404,14 @@ TEST_F(RegistryLists, many_names_come_all) {
 }
 
 TEST_F(RegistryLists, names_up_to_the_limits_come_whole) {
-    for (const std::size_t length : {254, 255}) {
+    for (const std::size_t length : {254U, 255U}) {
         const std::wstring name(length, L'k');
         AddSubKey(name);
         List list;
         EXPECT_TRUE(m_Store.EnumSubKeys(list));
         EXPECT_EQ(list.back(), name) << length;
     }
-    for (const std::size_t length : {255, 256}) {
+    for (const std::size_t length : {255U, 256U}) {
         const std::wstring name(length, L'v');
         ASSERT_TRUE(m_Key.SetText(name.c_str(), L"x"));
         List list;

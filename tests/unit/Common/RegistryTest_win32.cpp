@@ -364,7 +364,7 @@ TEST_F(RegistryWriter, values_are_stored_with_type_and_bytes) {
 }
 
 TEST_F(RegistryWriter, texts_of_any_length_come_back) {
-    for (const std::size_t length : {0, 1, 254, 255, 256, 511, 32767, 32768, 100000}) {
+    for (const std::size_t length : {0U, 1U, 254U, 255U, 256U, 511U, 32767U, 32768U, 100000U}) {
         const std::wstring text(length, L'\x20ac');
         EXPECT_TRUE(m_Store.WriteString(L"text", text));
         EXPECT_EQ(m_Store.ReadString(L"text", L"other"), text) << length;

@@ -466,7 +466,7 @@ TEST(Rijndael, final_refuses_bad_arguments_and_may_be_repeated) {
         EXPECT_EQ(error, kBadData);
         EXPECT_FALSE(cipher.Final(out, 16, nullptr, &error));
         EXPECT_EQ(error, kBadData);
-        for (const std::uint64_t room : {0, 1, 15}) {
+        for (const std::uint64_t room : {0U, 1U, 15U}) {
             EXPECT_FALSE(cipher.Final(out, room, &written, &error));
             EXPECT_EQ(error, kNoRoom) << room;
         }
@@ -522,7 +522,7 @@ TEST(Rijndael, direction_that_is_none_is_not_supported) {
 }
 
 TEST(Rijndael, convert_works_in_place_and_passes_failures_on) {
-    for (const std::size_t size : {1, 16, 17, 48, 63}) {
+    for (const std::size_t size : {1U, 16U, 17U, 48U, 63U}) {
         const Bytes text(kText.begin(), kText.begin() + static_cast<long>(size));
         Bytes buffer = text;
         buffer.resize(64);
@@ -560,7 +560,7 @@ TEST(Rijndael, clear_wipes_and_lets_the_object_be_used_again) {
     EXPECT_EQ(cipher.GetBlockSize(), 16U);
     EXPECT_EQ(cipher.GetKeyLength(), 0U);
     const Bytes expected = Converted(kEncrypt, kEcb, kKey, {}, kText);
-    for (const std::size_t size : {16, 24, 32}) {
+    for (const std::size_t size : {16U, 24U, 32U}) {
         const Bytes key(kText.begin(), kText.begin() + static_cast<long>(size));
         const Bytes iv(16, 0x77);
         Set(cipher, kEncrypt, kCbc, key, iv);

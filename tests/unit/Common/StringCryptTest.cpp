@@ -127,7 +127,7 @@ TEST(StringCryptKey, keys_differ_and_do_not_stand_in_the_program) {
 }
 
 TEST(EncryptString, gives_344_characters_whatever_the_length) {
-    for (const std::size_t length : {1, 15, 16, 17, 100, 191, 192, 253, 254}) {
+    for (const std::size_t length : {1U, 15U, 16U, 17U, 100U, 191U, 192U, 253U, 254U}) {
         const std::wstring plain = TextOf(length);
         LogRecorder log;
         const std::wstring cipher = Enciphered(plain);
@@ -151,7 +151,7 @@ TEST(EncryptString, gives_344_characters_whatever_the_length) {
 }
 
 TEST(EncryptString, refuses_what_is_empty_or_too_long) {
-    for (const std::size_t length : {0, 255, 256, 257, 1000, 100000}) {
+    for (const std::size_t length : {0U, 255U, 256U, 257U, 1000U, 100000U}) {
         const std::wstring plain = TextOf(length);
         std::wstring text = plain;
         LogRecorder log;
@@ -165,7 +165,7 @@ TEST(EncryptString, refuses_what_is_empty_or_too_long) {
 }
 
 TEST(DecryptString, gives_text_of_up_to_191_bytes_back_whole) {
-    for (const std::size_t length : {1, 15, 16, 17, 31, 32, 100, 176, 190, 191}) {
+    for (const std::size_t length : {1U, 15U, 16U, 17U, 31U, 32U, 100U, 176U, 190U, 191U}) {
         const std::wstring plain = TextOf(length);
         std::wstring text = Enciphered(plain);
         LogRecorder log;
@@ -181,7 +181,7 @@ TEST(DecryptString, gives_text_of_up_to_191_bytes_back_whole) {
 }
 
 TEST(DecryptString, damages_the_tail_of_longer_text) {
-    for (const std::size_t length : {192, 193, 200, 240, 253, 254}) {
+    for (const std::size_t length : {192U, 193U, 200U, 240U, 253U, 254U}) {
         const std::wstring plain = TextOf(length);
         std::wstring text = Enciphered(plain);
         EXPECT_TRUE(DecryptString(text)) << length;

@@ -36,7 +36,7 @@ TEST(Format, empty_result_is_an_empty_text) {
 
 TEST(Format, texts_of_every_length_around_the_buffer_come_whole) {
     for (const std::size_t length :
-         {1, 254, 255, 256, 257, 300, 510, 511, 512, 513, 1024, 100000}) {
+         {1U, 254U, 255U, 256U, 257U, 300U, 510U, 511U, 512U, 513U, 1024U, 100000U}) {
         const std::wstring text(length - 1, L'x');
         std::wstring out;
         String::Format(out, L"%ls.", text.c_str());
@@ -59,7 +59,7 @@ void FormatFrom(std::wstring& out, std::size_t size, const wchar_t* format, ...)
 
 TEST(FormatV, any_first_size_gives_the_same) {
     const std::wstring text(700, L'x');
-    for (const std::size_t size : {0, 1, 2, 699, 700, 701, 702, 5000}) {
+    for (const std::size_t size : {0U, 1U, 2U, 699U, 700U, 701U, 702U, 5000U}) {
         std::wstring out = L"before";
         FormatFrom(out, size, L"%ls%d", text.c_str(), 5);
         EXPECT_EQ(out, text + L"5") << size;
