@@ -65,7 +65,7 @@ enum class ColorMode { Auto, Always, Never };
 enum class LogFilter { All, Warnings, Errors };
 
 struct LogTailOptions {
-    std::string file;
+    std::string file;          // empty: the main log of the installed product
     std::uint32_t lines = 10;  // records shown of those that are there already
     std::uint32_t count = 0;   // ends after so many new records; 0: at Ctrl+C
     bool follow = true;
@@ -76,6 +76,10 @@ struct LogTailOptions {
 // Shows the end of a debug log, and its new records as they come. Raises Failure when the file
 // cannot be read.
 void RunLogTail(Context& context, const LogTailOptions& options);
+
+// The path of the product's main log, where its krdbg.ini says that services write it. Raises
+// Failure when no product is installed.
+std::string DefaultLogFile();
 
 // Tells what went wrong: for each failure in the log the step that failed, code, meaning, and the
 // records that only pass it on. Raises Failure when the file cannot be read or is no debug log.

@@ -186,7 +186,7 @@ std::string FailureAsText(const LogFailure& failure) {
 }  // namespace
 
 void RunLogTail(Context& context, const LogTailOptions& options) {
-    FileTail tail(options.file);
+    FileTail tail(options.file.empty() ? DefaultLogFile() : options.file);
     TailView view(context, options);
     LogReader reader;
     view.ShowFormer(ReadRecords(reader, tail.ReadNew()));

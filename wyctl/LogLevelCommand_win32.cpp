@@ -120,6 +120,28 @@ void Show(Context& context, const std::wstring& file) {
 
 }  // namespace
 
+std::string DefaultLogFile() {
+    using KrCommon::Storage::LoadIniString;
+    const std::wstring file = ProductFile();
+    const auto setting = [&file](const wchar_t* name, const wchar_t* byDefault) {
+        return LoadIniString(file.c_str(), L"ServiceSession", name, byDefault, nullptr);
+    };
+    const std::wstring prefix = setting(L"LogPrefix", L"qrn");
+    std::wstring name = setting(L"LogFile", L"");
+    if (name.empty()) {
+        name = L"WySdk";
+    }
+    if (!prefix.empty()) {
+        name = prefix + L"_" + name;
+    }
+    const std::wstring extension = setting(L"LogExtension", L"log");
+    if (!extension.empty()) {
+        name += L"." + extension;
+    }
+    return KrCommon::String::ToUtf8(
+        WyCommon::Utility::JoinPath(WyCommon::LogSettings::GetLogFolder(), name));
+}
+
 void RunLogLevel(Context& context, const LogLevelOptions& options) {
     if (!options.level.empty()) {
         ParseLevel(options.level);

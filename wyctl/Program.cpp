@@ -273,7 +273,7 @@ void CommandLine::AddLog() {
             RunLogTail(c, m_LogTail);
             return kExitSuccess;
         });
-    tail->add_option("FILE", m_LogTail.file, "The log")->required();
+    tail->add_option("FILE", m_LogTail.file, "The log; none: the main log of the product");
     tail->add_option("--lines", m_LogTail.lines, "So many of the records that are there already")
         ->option_text("COUNT")
         ->capture_default_str();

@@ -6,7 +6,9 @@
 #include <iterator>
 #include <string>
 
+#include "Common/KrCommon/KrComn_String.h"
 #include "ProgramFixture.h"
+#include "support/RegistryKey_win32.h"
 
 namespace {
 
@@ -197,8 +199,26 @@ TEST_F(LogCommands, level_of_no_file_and_of_no_level_are_refused) {
         EXPECT_THAT(m_Terminal.err, HasSubstr("is no level")) << level;
     }
     EXPECT_EQ(Run({"log", "level", "--file", m_strPath, "--on", "--off"}), 2);
+}
+
+TEST_F(LogCommands, without_a_file_the_installed_product_is_meant) {
     EXPECT_EQ(Run({"log", "level"}), 1);
     EXPECT_THAT(m_Terminal.err, HasSubstr("no product is installed"));
+    EXPECT_EQ(Run({"log", "tail", "--no-follow"}), 1);
+    EXPECT_THAT(m_Terminal.err, HasSubstr("no product is installed"));
+
+    test_support::RegistryKey key(L"SOFTWARE\\KorvexData\\Wyvarion", KEY_WOW64_64KEY);
+    const std::string folder = ::testing::TempDir();
+    ASSERT_TRUE(key.SetText(L"ProductPath", KrCommon::String::FromUtf8(folder)));
+    std::ofstream(folder + "krdbg.ini") << "[ServiceSession]\nLogFolder=" << folder
+                                        << "\nLogPrefix=abc\nLogExtension=txt\nLevel=16\n";
+    std::ofstream(folder + "abc_WySdk.txt", std::ios::binary) << Line(".w.", "found");
+    EXPECT_EQ(Run({"log", "tail", "--no-follow"}), 0) << m_Terminal.err;
+    EXPECT_THAT(m_Terminal.out, HasSubstr("found"));
+    EXPECT_EQ(Run({"log", "level", "--json", "info"}), 0) << m_Terminal.err;
+    EXPECT_EQ(OneJson()["sections"]["ServiceSession"]["level"].asUInt(), 273U);
+    std::remove((folder + "abc_WySdk.txt").c_str());
+    std::remove((folder + "krdbg.ini").c_str());
 }
 
 TEST_F(LogCommands, wrong_lines_are_refused) {
