@@ -52,9 +52,9 @@ run_one() {
 
 # The share of lines that all inputs together reach in the target's sources.
 lines_of() {
-    local target=$1 profile=$work/$1.profraw
-    LLVM_PROFILE_FILE=$profile "$coverage_build/bin/$target" -runs=0 "$work/$target" \
-        "tests/fuzz/corpus/$target" >/dev/null 2>&1
+    local target=$1 profile=$PWD/$work/$1.profraw corpora=("$PWD/$work/$1" "$PWD/tests/fuzz/corpus/$1")
+    (cd "$coverage_build/bin" &&
+        LLVM_PROFILE_FILE=$profile "./$target" -runs=0 "${corpora[@]}" >/dev/null 2>&1)
     llvm-profdata-14 merge -sparse "$profile" -o "$work/$target.profdata"
     llvm-cov-14 report "$coverage_build/bin/$target" -instr-profile="$work/$target.profdata" |
         awk -v unit="$(unit_of "$target")" '
