@@ -9,6 +9,7 @@
 #include <map>
 
 #include "wyctl/Batch.h"
+#include "wyctl/CommandRegistry.h"
 #include "wyctl/CommandText.h"
 #include "wyctl/Commands.h"
 #include "wyctl/Errors.h"
@@ -44,10 +45,6 @@ public:
     CLI::App& App() { return m_App; }
 
 private:
-    using Runner = std::function<int(Context&)>;
-
-    CLI::App* Add(const char* name, const char* about, Runner runner);
-    CLI::App* Add(CLI::App& group, const char* name, const char* about, Runner runner);
     void AddCallAndList();
     void AddSearches();
     void AddMonitor();
@@ -61,8 +58,8 @@ private:
     std::vector<std::string> TypedArguments() const;
 
     CLI::App m_App;
+    CommandRegistry m_Commands;
     ProgramOptions m_Options;
-    std::map<const CLI::App*, Runner> m_Runners;
 
     std::string m_strFunction;
     std::array<std::string, kMaxTypedArguments> m_Typed;
@@ -86,7 +83,8 @@ private:
     std::string m_strBatchFile;
 };
 
-CommandLine::CommandLine(const ProgramOptions& defaults) : m_App(kAbout, "wyctl") {
+CommandLine::CommandLine(const ProgramOptions& defaults)
+    : m_App(kAbout, "wyctl"), m_Commands(m_App) {
     m_Options = defaults;
     m_App.require_subcommand(1);
     m_App.add_flag("--json", m_Options.json,
@@ -115,24 +113,12 @@ CommandLine::CommandLine(const ProgramOptions& defaults) : m_App(kAbout, "wyctl"
     AddBatch();
 }
 
-CLI::App* CommandLine::Add(const char* name, const char* about, Runner runner) {
-    return Add(m_App, name, about, std::move(runner));
-}
-
-// A command, or one of a group of commands.
-CLI::App* CommandLine::Add(CLI::App& group, const char* name, const char* about, Runner runner) {
-    CLI::App* const command = group.add_subcommand(name, about);
-    command->fallthrough();
-    m_Runners[command] = std::move(runner);
-    return command;
-}
-
 void CommandLine::AddCallAndList() {
-    CLI::App* const call = Add("call", "Call one function of the library and show what comes back",
-                               [this](Context& c) {
-                                   RunCall(c, m_strFunction, TypedArguments());
-                                   return kExitSuccess;
-                               });
+    CLI::App* const call = m_Commands.Add(
+        "call", "Call one function of the library and show what comes back", [this](Context& c) {
+            RunCall(c, m_strFunction, TypedArguments());
+            return kExitSuccess;
+        });
     call->add_option("NAME", m_strFunction, "Name of the function, as 'wyctl list' shows it")
         ->required();
     // Single positionals: a list of them would take text in square brackets apart, which JSON
@@ -143,10 +129,11 @@ void CommandLine::AddCallAndList() {
             i == 0 ? "Its input arguments in order; numbers decimal or 0x..." : ""));
         m_TypedOptions.back()->group(i == 0 ? "Positionals" : "");
     }
-    Add("list", "Show all functions with identifiers, arguments and types", [](Context& c) {
-        RunList(c);
-        return kExitSuccess;
-    });
+    m_Commands.Add("list", "Show all functions with identifiers, arguments and types",
+                   [](Context& c) {
+                       RunList(c);
+                       return kExitSuccess;
+                   });
 }
 
 std::vector<std::string> CommandLine::TypedArguments() const {
@@ -172,7 +159,7 @@ void CommandLine::AddSearchOptions(CLI::App& command, bool filters) {
 
 void CommandLine::AddSearches() {
     CLI::App* const scan =
-        Add("scan", "Scan the machine and show the findings", [this](Context& c) {
+        m_Commands.Add("scan", "Scan the machine and show the findings", [this](Context& c) {
             RunScan(c, m_Scan);
             return kExitSuccess;
         });
@@ -189,19 +176,21 @@ void CommandLine::AddSearches() {
             return kExitSuccess;
         };
     };
-    CLI::App* const big = Add("bigfiles", "Look for big files", search(RunBigFiles));
+    CLI::App* const big = m_Commands.Add("bigfiles", "Look for big files", search(RunBigFiles));
     AddSearchOptions(*big, true);
     big->add_option("--limit", m_Search.limit, "At most so many results; 0: all")
         ->option_text("COUNT");
-    AddSearchOptions(*Add("duplicates", "Look for files of equal content", search(RunDuplicates)),
-                     true);
-    AddSearchOptions(*Add("usage", "Measure what takes the space of a disk", search(RunUsage)),
-                     false);
+    AddSearchOptions(
+        *m_Commands.Add("duplicates", "Look for files of equal content", search(RunDuplicates)),
+        true);
+    AddSearchOptions(
+        *m_Commands.Add("usage", "Measure what takes the space of a disk", search(RunUsage)),
+        false);
 }
 
 void CommandLine::AddMonitor() {
     CLI::App* const monitor =
-        Add("monitor", "Show live measurements until Ctrl+C", [this](Context& c) {
+        m_Commands.Add("monitor", "Show live measurements until Ctrl+C", [this](Context& c) {
             RunMonitor(c, m_Monitor);
             return kExitSuccess;
         });
@@ -214,7 +203,7 @@ void CommandLine::AddMonitor() {
 
 void CommandLine::AddEvents() {
     CLI::App* const events =
-        Add("events", "Show events as they come, until Ctrl+C", [this](Context& c) {
+        m_Commands.Add("events", "Show events as they come, until Ctrl+C", [this](Context& c) {
             for (const std::string& id : m_EventIds) {
                 m_Events.ids.push_back(ParseEventId(id));
             }
@@ -227,7 +216,7 @@ void CommandLine::AddEvents() {
         "Numbers of the events, decimal or 0x...; none: those that the library knows");
     events->add_option("--count", m_Events.count, "End after so many events; 0: never")
         ->option_text("COUNT");
-    CLI::App* const publish = Add("publish", "Publish an event", [this](Context& c) {
+    CLI::App* const publish = m_Commands.Add("publish", "Publish an event", [this](Context& c) {
         m_Publish.id = ParseEventId(m_strEventId);
         if (m_pEventParam->count() > 0) {
             m_Publish.param = m_strEventParam;
@@ -240,8 +229,9 @@ void CommandLine::AddEvents() {
 }
 
 void CommandLine::AddDecode() {
-    CLI::App* const decode = Add("decode", "Show a captured request or reply field by field",
-                                 [this](Context& c) { return RunDecode(c, m_Decode); });
+    CLI::App* const decode =
+        m_Commands.Add("decode", "Show a captured request or reply field by field",
+                       [this](Context& c) { return RunDecode(c, m_Decode); });
     decode->add_option("FILE", m_Decode.file, "The captured bytes")->required();
     const std::map<std::string, CaptureKind> kinds{{"auto", CaptureKind::Auto},
                                                    {"request", CaptureKind::Request},
@@ -257,19 +247,17 @@ void CommandLine::AddDecode() {
 }
 
 void CommandLine::AddWhere() {
-    Add("where", "Show identity, registry values and folders, and where each comes from",
-        [](Context& c) {
-            RunWhere(c);
-            return kExitSuccess;
-        });
+    m_Commands.Add("where", "Show identity, registry values and folders, and where each comes from",
+                   [](Context& c) {
+                       RunWhere(c);
+                       return kExitSuccess;
+                   });
 }
 
 void CommandLine::AddLog() {
-    CLI::App* const log = m_App.add_subcommand("log", "Read the debug log, and set what it takes");
-    log->require_subcommand(1);
-    log->fallthrough();
-    CLI::App* const tail =
-        Add(*log, "tail", "Show the end of a log and follow it until Ctrl+C", [this](Context& c) {
+    CLI::App* const log = m_Commands.AddGroup("log", "Read the debug log, and set what it takes");
+    CLI::App* const tail = m_Commands.Add(
+        *log, "tail", "Show the end of a log and follow it until Ctrl+C", [this](Context& c) {
             RunLogTail(c, m_LogTail);
             return kExitSuccess;
         });
@@ -291,11 +279,11 @@ void CommandLine::AddLog() {
     tail->add_option("--only", m_LogTail.filter, "all, warnings (errors too), errors")
         ->transform(CLI::CheckedTransformer(filters))
         ->option_text("WHICH");
-    CLI::App* const level =
-        Add(*log, "level", "Show or change what the debug log takes", [this](Context& c) {
-            RunLogLevel(c, m_LogLevel);
-            return kExitSuccess;
-        });
+    CLI::App* const level = m_Commands.Add(*log, "level", "Show or change what the debug log takes",
+                                           [this](Context& c) {
+                                               RunLogLevel(c, m_LogLevel);
+                                               return kExitSuccess;
+                                           });
     level->add_option("LEVEL", m_LogLevel.level,
                       "error, warning, info, debug (each with those before it), or a mask");
     level->add_option("--file", m_LogLevel.file, "Another krdbg.ini than the installed product's")
@@ -305,8 +293,8 @@ void CommandLine::AddLog() {
     };
     CLI::Option* const on = level->add_flag_function("--on", turn(true), "Switch the log on");
     level->add_flag_function("--off", turn(false), "Switch the log off")->excludes(on);
-    CLI::App* const explain =
-        Add(*log, "explain", "Tell the failing steps of a log, and why", [this](Context& c) {
+    CLI::App* const explain = m_Commands.Add(
+        *log, "explain", "Tell the failing steps of a log, and why", [this](Context& c) {
             RunLogExplain(c, m_strExplainedLog);
             return kExitSuccess;
         });
@@ -316,35 +304,36 @@ void CommandLine::AddLog() {
 int RunLine(Context& context, const std::vector<std::string>& arguments, bool nested);
 
 void CommandLine::AddJsonDb() {
-    CLI::App* const group = m_App.add_subcommand("jsondb", "Read and write JSON databases");
-    group->require_subcommand(1)->fallthrough();
-    Add(*group, "show", "Show the document of a file in plain or enciphered form",
-        [this](Context& c) {
-            RunJsonDbShow(c, m_strJsonDb);
-            return kExitSuccess;
-        })
+    CLI::App* const group = m_Commands.AddGroup("jsondb", "Read and write JSON databases");
+    m_Commands
+        .Add(*group, "show", "Show the document of a file in plain or enciphered form",
+             [this](Context& c) {
+                 RunJsonDbShow(c, m_strJsonDb);
+                 return kExitSuccess;
+             })
         ->add_option("FILE", m_strJsonDb, "The file")
         ->required();
-    CLI::App* const save = Add(*group, "save", "Write a document into a file", [this](Context& c) {
-        RunJsonDbSave(c, m_JsonDbSave);
-        return kExitSuccess;
-    });
+    CLI::App* const save =
+        m_Commands.Add(*group, "save", "Write a document into a file", [this](Context& c) {
+            RunJsonDbSave(c, m_JsonDbSave);
+            return kExitSuccess;
+        });
     save->add_option("FILE", m_JsonDbSave.file, "The file, which is replaced")->required();
     save->add_flag("--encrypt", m_JsonDbSave.encrypt, "In enciphered form");
     save->add_option("--from", m_JsonDbSave.from,
                      "The document as JSON text; '-' or nothing: standard input")
         ->option_text("JSONFILE");
-    CLI::App* const crypt = m_App.add_subcommand("crypt", "Look at enciphered files");
-    crypt->require_subcommand(1)->fallthrough();
-    Add(*crypt, "check", "Tell whether a JSON database is enciphered and whether it parses",
-        [this](Context& c) { return RunCryptCheck(c, m_strJsonDb); })
+    CLI::App* const crypt = m_Commands.AddGroup("crypt", "Look at enciphered files");
+    m_Commands
+        .Add(*crypt, "check", "Tell whether a JSON database is enciphered and whether it parses",
+             [this](Context& c) { return RunCryptCheck(c, m_strJsonDb); })
         ->add_option("FILE", m_strJsonDb, "The file")
         ->required();
 }
 
 void CommandLine::AddBatch() {
     CLI::App* const batch =
-        Add("batch", "Run commands, one per line, in one session", [this](Context& c) {
+        m_Commands.Add("batch", "Run commands, one per line, in one session", [this](Context& c) {
             const bool fromInput = m_strBatchFile.empty() || m_strBatchFile == "-";
             std::string text;
             if (fromInput) {
@@ -374,7 +363,7 @@ int CommandLine::Run(Context& context, bool nested) {
     if (nested && command->get_name() == "batch") {
         throw UsageError("a batch cannot run a batch");
     }
-    return m_Runners.at(command)(context);
+    return m_Commands.RunnerOf(command)(context);
 }
 
 // Shows an error: for people on stderr, for programs as a JSON object on stdout as well.
