@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "Common/KrCommon/KrComn_Handle.h"
 #include "Common/KrCommon/KrComn_LibraryFunction.h"
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_OsVersion.h"
@@ -24,10 +25,7 @@ using Library::PsapiLib;
 constexpr const char* kLogSource = "WyCommon_Utility";
 constexpr DWORD kEndLimit = 3000;  // milliseconds
 
-struct HandleCloser {
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<void, HandleCloser>;
+using Handle = KrCommon::UniqueHandle;
 
 bool Initialize(PsapiLib& library) {
     if (library.Initialize())

@@ -8,17 +8,17 @@
 
 #include <cstdint>
 
+#include "Common/KrCommon/KrComn_TerminalService.h"
+
 namespace WyCommon::Utility {
 
 // No session. GetSessionUserToken() takes it for the active one.
-constexpr std::uint32_t kNoSession = 0xffffffff;
+using KrCommon::TerminalService::kNoSession;
 
 // The session that is attached to the console (WTSGetActiveConsoleSessionId); kNoSession while it
 // is attached to none.
 //
-// False, with kNoSession and a Win32 code in `error` (which may be null), on a system without
-// sessions. Below NT 5.1 the code is the one that the question for the version left behind, 0 when
-// it was answered.
+// KrCommon::TerminalService::GetActiveSessionId() in the product's own terms.
 bool GetActiveSessionId(std::uint32_t& id, std::uint32_t* error) noexcept;
 
 // The token of the user of a session (HANDLE), owned by the caller (CloseHandle).
