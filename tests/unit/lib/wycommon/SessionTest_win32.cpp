@@ -88,10 +88,10 @@ TEST(ActiveSession, and_system_account_on_old_systems) {
         const char* system;
         const char* answers;
     } rows[] = {
-        {"4.0", "session 0 -1 error 0; system 0 0"},
-        {"5.0", "session 0 -1 error 0; system 1 0"},
-        {"5.1", "session 1 1 error 0; system 1 0"},
-        {"fail", "session 0 -1 error 5; system 0 0"},
+        {"4.0", "session 0 -1 error 0; token 0 0 error 0; system 0 0"},
+        {"5.0", "session 0 -1 error 0; token 0 0 error 0; system 1 0"},
+        {"5.1", "session 1 1 error 0; token 1 1 error 0; system 1 0"},
+        {"fail", "session 0 -1 error 5; token 0 0 error 5; system 0 0"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(test_support::ProgramOutput(

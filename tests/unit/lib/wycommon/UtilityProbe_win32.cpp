@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "Common/KrCommon/KrComn_TerminalService.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "lib/wycommon/WyCommon_Process.h"
 #include "lib/wycommon/WyCommon_Session.h"
@@ -47,9 +48,15 @@ int main(int count, char** words) {
     std::uint32_t session = 77;
     std::uint32_t error = 77;
     const bool hasSession = WyCommon::Utility::GetActiveSessionId(session, &error);
+    void* token = nullptr;
+    const std::uint32_t own = 1;
+    std::uint32_t tokenError = 77;
+    const bool hasToken =
+        KrCommon::TerminalService::QuerySessionUserToken(&token, &own, &tokenError);
     bool isSystem = true;
     const bool known = WyCommon::Utility::IsSystemAccount(isSystem);
-    std::printf("session %d %d error %u; system %d %d", hasSession ? 1 : 0,
-                static_cast<int>(session), error, known ? 1 : 0, isSystem ? 1 : 0);
+    std::printf("session %d %d error %u; token %d %d error %u; system %d %d", hasSession ? 1 : 0,
+                static_cast<int>(session), error, hasToken ? 1 : 0, token != nullptr ? 1 : 0,
+                tokenError, known ? 1 : 0, isSystem ? 1 : 0);
     return 0;
 }
