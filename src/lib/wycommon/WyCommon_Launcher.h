@@ -28,8 +28,9 @@ namespace WyCommon::Launcher {
 //
 // A process of session 0 on a system that keeps people out of it (NT 6.0 or later) starts the
 // launcher as the user of the active session; any other process starts it directly, hidden. Which
-// one this process is, is asked once. The fields behind the parameters are a null pointer and a
-// zero; both reserved arguments are accepted and ignored.
+// one this process is, is asked once. Behind the parameters stand a null pointer, written as all
+// the digits of an address (16 zeros in a 64-bit library, 8 in a 32-bit one), and a single zero;
+// both reserved arguments are accepted and ignored.
 std::uint32_t Impersonate(const std::wstring& verb, const std::wstring& file,
                           const std::wstring& params, const void* reservedPointer,
                           std::uint32_t reservedNumber, const std::wstring& directory,

@@ -31,12 +31,15 @@ Lines LinesOf(const std::filesystem::path& file) {
     return lines;
 }
 
-// The launcher leaves the program running: its file is there after a while.
+// The launcher leaves the program running: its file is there, and free to be read, after a while.
 Lines LinesWhenThere(const std::filesystem::path& file) {
     constexpr int kPatience = 1000;
-    for (int i = 0; i < kPatience && !std::filesystem::exists(file); ++i)
+    Lines lines = LinesOf(file);
+    for (int i = 0; i < kPatience && lines.empty(); ++i) {
         Sleep(10);
-    return LinesOf(file);
+        lines = LinesOf(file);
+    }
+    return lines;
 }
 
 // What stands between the name and the directory, from the second line of the stand-in's file on.
@@ -119,7 +122,7 @@ TEST_F(LaunchedForReal, rundll_calls_a_function_of_a_library) {
     EXPECT_EQ((test_support::ProcessFigures::Now() - before).handles, 0);
     EXPECT_EQ(AskedOf(m_Launcher), (Lines{"show 1 0", ToUtf8(library.wstring()),
                                           "ForceKillProcessWrapper", ToUtf8(L"setup \u00fc.exe")}));
-    EXPECT_EQ(LinesOf(library.wstring() + L".called.txt"), Lines{ToUtf8(L"setup \u00fc.exe")});
+    EXPECT_EQ(LinesOf(m_Folder.Path() / "called.txt"), Lines{ToUtf8(L"setup \u00fc.exe")});
 }
 
 TEST_F(LaunchedForReal, exit_code_of_the_launcher_is_not_judged) {

@@ -272,8 +272,7 @@ TEST(LauncherDecision, launcher_of_a_service_is_waited_for_as_the_user) {
     const std::filesystem::path launcher = folder.Path() / "L.exe";
     std::filesystem::copy_file(test_support::ProgramFolder() / "LauncherStandin.exe", launcher);
     EXPECT_EQ(DecisionOf("impersonate 0 10.0 " + launcher.string()),
-              "20ff0000\n20ff0000\nquestions 1\n");
-    // It was there when the call had returned, and started with the record of that way.
+              "waited ffffffff\n20ff0000\nwaited ffffffff\n20ff0000\nquestions 1\n");
     EXPECT_TRUE(std::filesystem::exists(folder.Path() / "L.exe.asked.txt"));
 }
 

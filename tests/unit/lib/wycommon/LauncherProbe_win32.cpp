@@ -8,7 +8,8 @@
 //   VERSION    of NT that it tells, MAJOR.MINOR
 //   REST       "refuse": starting a program is refused, with 5 and, as another user, with 1314
 //              "no-console": as well, and the active session cannot be told
-//              anything else is the path of a launcher that is really started
+//              anything else is the path of a launcher that is really started, and each wait is
+//              told
 // A process of its own for each answer, because the answer is kept for the life of the process.
 
 #include <cstdio>
@@ -65,6 +66,12 @@ BOOL WINAPI StartAsUserRefused(HANDLE, LPCWSTR, LPWSTR, SECURITY_ATTRIBUTES*, SE
     return FALSE;
 }
 
+// Nothing else of this program waits.
+DWORD WINAPI WaitAndTell(HANDLE handle, DWORD limit) {
+    std::printf("waited %lx\n", limit);
+    return WaitForSingleObjectEx(handle, limit, FALSE);
+}
+
 std::uint32_t Launch(const std::string& operation, const std::wstring& launcher) {
     return operation == "rundll"
                ? WyCommon::Launcher::RunDll(L"C:\\a.dll", L"Function", L"x", launcher)
@@ -85,6 +92,7 @@ int Decide(char** words) {
         lookups.Hide("ProcessIdToSessionId");
     if (rest == "no-console")
         lookups.Hide("WTSGetActiveConsoleSessionId");
+    const IatPatch wait(Program(), "kernel32.dll", "WaitForSingleObject", WaitAndTell);
     std::optional<IatPatch> direct;
     std::optional<IatPatch> asUser;
     if (refuses) {

@@ -178,7 +178,8 @@ public:
     WaitSpy waits;
 
 private:
-    std::list<test_support::IatPatch> m_Patches;  // the last one first, so that it is taken back first
+    std::list<test_support::IatPatch>
+        m_Patches;  // the last one first, so that it is taken back first
 };
 
 }  // namespace wycommon_test

@@ -81,7 +81,14 @@ public:
 private:
     static HMODULE Program() { return GetModuleHandleW(nullptr); }
 
-    bool IsRefused() const {
+    // Keeps what is asked; true when it is to be refused.
+    bool Keep(HANDLE token, LPCWSTR program, LPCWSTR line, const SECURITY_ATTRIBUTES* process,
+              const SECURITY_ATTRIBUTES* thread, BOOL inherits, DWORD flags, void* environment,
+              LPCWSTR directory, const STARTUPINFOW& startup) {
+        m_Starts.push_back({token, OptionalText(program), line, AreOfProcess(process),
+                            thread != nullptr, inherits, flags, environment,
+                            OptionalText(directory), startup,
+                            ThreadTokenError() != ERROR_NO_TOKEN});
         SetLastError(m_uiRefusal);
         return m_uiRefusal != ERROR_SUCCESS;
     }
@@ -89,29 +96,21 @@ private:
                                      SECURITY_ATTRIBUTES* thread, BOOL inherits, DWORD flags,
                                      void* environment, LPCWSTR directory, STARTUPINFOW* startup,
                                      PROCESS_INFORMATION* started) {
-        s_pSpies->m_Starts.push_back({nullptr, OptionalText(program), line, AreOfProcess(process),
-                                      thread != nullptr, inherits, flags, environment,
-                                      OptionalText(directory), *startup,
-                                      ThreadTokenError() != ERROR_NO_TOKEN});
-        if (s_pSpies->IsRefused())
-            return FALSE;
-        return s_pSpies->m_Start.Original<decltype(CreateProcessW)>()(
-            program, line, process, thread, inherits, flags, environment, directory, startup,
-            started);
+        return !s_pSpies->Keep(nullptr, program, line, process, thread, inherits, flags,
+                               environment, directory, *startup) &&
+               s_pSpies->m_Start.Original<decltype(CreateProcessW)>()(
+                   program, line, process, thread, inherits, flags, environment, directory, startup,
+                   started) != 0;
     }
     static BOOL WINAPI StartAsUser(HANDLE token, LPCWSTR program, LPWSTR line,
                                    SECURITY_ATTRIBUTES* process, SECURITY_ATTRIBUTES* thread,
                                    BOOL inherits, DWORD flags, void* environment, LPCWSTR directory,
                                    STARTUPINFOW* startup, PROCESS_INFORMATION* started) {
-        s_pSpies->m_Starts.push_back({token, OptionalText(program), line, AreOfProcess(process),
-                                      thread != nullptr, inherits, flags, environment,
-                                      OptionalText(directory), *startup,
-                                      ThreadTokenError() != ERROR_NO_TOKEN});
-        if (s_pSpies->IsRefused())
-            return FALSE;
-        return s_pSpies->m_StartAsUser.Original<decltype(CreateProcessAsUserW)>()(
-            token, program, line, process, thread, inherits, flags, environment, directory, startup,
-            started);
+        return !s_pSpies->Keep(token, program, line, process, thread, inherits, flags, environment,
+                               directory, *startup) &&
+               s_pSpies->m_StartAsUser.Original<decltype(CreateProcessAsUserW)>()(
+                   token, program, line, process, thread, inherits, flags, environment, directory,
+                   startup, started) != 0;
     }
 
     inline static StartSpies* s_pSpies = nullptr;
