@@ -865,6 +865,42 @@ uint32_t WYAPI WySetInspectUrl(const wchar_t* feedbackServerUrl, const wchar_t* 
 /* Asks the service to look for an update. Since 3.1. */
 uint32_t WYAPI WyUpdate(void);
 
+/* ---------------------------------------------------------------------------------------------
+ * Service control
+ *
+ * The service is a Windows service whose process belongs to a watchdog, another process of the
+ * product. These two functions ask the watchdog and then watch the service in the service manager;
+ * nothing is sent to the service itself. They work without a session.
+ *
+ * Both hold the lock of the event functions until they return, which can take minutes: meanwhile
+ * subscriptions wait, and so does the delivery of events. Do not call them from an event callback,
+ * which runs under that lock.
+ */
+
+/*
+ * Has the service started, and returns when it runs.
+ *
+ * Waits up to 120 seconds for the watchdog to come up and then up to 120 seconds for the service. A
+ * service that runs already is a success.
+ *
+ * Returns WY_S_OK, or a member of WY_E_SYSTEM_FAMILY with the Win32 error of the step that failed:
+ * 2 (ERROR_FILE_NOT_FOUND) without a watchdog, 1460 (ERROR_TIMEOUT) when the service does not get
+ * to run, 1060 (ERROR_SERVICE_DOES_NOT_EXIST), 5 (ERROR_ACCESS_DENIED).
+ * Since 3.1.
+ */
+uint32_t WYAPI WyStartService(void);
+
+/*
+ * Has the service stopped, and returns when it is stopped and its process has had time to end.
+ *
+ * Waits up to 120 seconds for the service, and in every case, a failure included, 2 seconds more.
+ * Without a watchdog the service counts as stopped, and the call succeeds.
+ *
+ * Returns WY_S_OK, or a member of WY_E_SYSTEM_FAMILY as WyStartService does.
+ * Since 3.1.
+ */
+uint32_t WYAPI WyStopService(void);
+
 #ifdef __cplusplus
 }
 #endif

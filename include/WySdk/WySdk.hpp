@@ -295,6 +295,17 @@ inline result<void> update() {
     return result<void>(WyUpdate());
 }
 
+namespace service {
+
+inline result<void> start() {
+    return result<void>(WyStartService());
+}
+inline result<void> stop() {
+    return result<void>(WyStopService());
+}
+
+}  // namespace service
+
 }  // namespace wy
 
 #endif
