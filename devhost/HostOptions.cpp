@@ -20,7 +20,8 @@ constexpr const char* kDescription =
     "and marked as a sample.\n";
 
 constexpr const char* kFooter =
-    "The line \"ready\" on the standard output tells that it listens. It stops at Ctrl+C.\n"
+    "The line \"ready\" on the standard output tells that it listens. It stops at Ctrl+C, as a\n"
+    "service when the service manager stops it.\n"
     "Exit status: 0 stopped, 1 failed, 2 bad usage, 3 another host of this mode runs, 4 cannot\n"
     "listen, 86 ended by a fault script.";
 
@@ -54,6 +55,8 @@ void Declare(CLI::App& app, HostOptions& options) {
     app.add_option("--run-seconds", options.runSeconds, "Stop after this many seconds");
     app.add_option("--log", options.logFile, "File that log lines are appended to");
     app.add_option("--parent", options.parentId, "Stop when this process ends");
+    app.add_flag("--service", options.service,
+                 "Run as a Windows service; for the command line of the service manager alone");
     app.add_option("--successor-of", options.successorOf)->group("");
     app.add_option("--absence", options.absenceMs)->group("");
 }

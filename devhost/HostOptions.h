@@ -25,6 +25,7 @@ struct HostOptions {
     std::optional<std::uint32_t> runSeconds;
     std::string logFile;
     std::optional<std::uint32_t> parentId;
+    bool service = false;  // run by the service manager
     // Given by a host that restarts: wait for the end of that process first.
     std::optional<std::uint32_t> successorOf;
     std::uint32_t absenceMs = 0;  // of a successor: it waits so long before it listens

@@ -40,6 +40,9 @@ public:
     // Waits before it listens. False when something asked for the end in the meantime.
     bool StayAway(std::uint32_t milliseconds);
 
+    // Asks Wait() to come back with kAsked. Any thread may call while there is a HostProcess.
+    static void RequestStop();
+
     // Asks Wait() to come back with kRestart. Any thread may call.
     void RequestRestart();
 

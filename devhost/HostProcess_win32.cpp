@@ -164,6 +164,10 @@ bool HostProcess::StayAway(std::uint32_t milliseconds) {
     return WaitFor(milliseconds) == Reason::kTime;
 }
 
+void HostProcess::RequestStop() {
+    SetEvent(g_hConsoleStop);
+}
+
 void HostProcess::RequestRestart() {
     SetEvent(m_pHandles->restart);
 }

@@ -9,10 +9,12 @@
 #include "devhost/HostLog.h"
 #include "devhost/HostOptions.h"
 #include "devhost/HostProcess.h"
+#include "devhost/HostService.h"
 #include "devhost/MachineFeatures.h"
 #include "devhost/RpcEventChannel.h"
 #include "devhost/SystemProbeFactory.h"
 #include "devhost/TemporaryFiles.h"
+#include "lib/wycommon/WyCommon_Watchdog.h"
 #include "utilMode/FrwkMode.h"
 #include "utilRPC/RpcClientManager.h"
 #include "utilRPC/rpc_EndpointMap.h"
@@ -111,7 +113,8 @@ void End(FaultPlan::End end, std::uint32_t absenceMs, const HostOptions& options
         process.RequestRestart();
         return;
     }
-    if (end == FaultPlan::End::kCrashRestart) {
+    // A service is started anew by its watchdog, not by itself.
+    if (end == FaultPlan::End::kCrashRestart && !options.service) {
         HostProcess::StartSuccessor(
             SuccessorArguments(options, GetCurrentProcessId(), faults.Remaining(), absenceMs));
     }
@@ -175,8 +178,8 @@ private:
 };
 
 // Listens until something asks for the end. `complete` tells whether nothing was left behind.
-int Listen(HostApplication& application, HostProcess& process, const std::string& faults,
-           HostProcess::Reason& reason, bool& complete) {
+int Listen(HostApplication& application, HostProcess& process, HostService* service,
+           const std::string& faults, HostProcess::Reason& reason, bool& complete) {
     Endpoint endpoint(application.Server());
     int status = ExitStatus::kClean;
     if (AnswersAtEndpoint()) {
@@ -184,17 +187,29 @@ int Listen(HostApplication& application, HostProcess& process, const std::string
         application.Faults().Parse(faults, error);  // has been checked
         application.Start();
         process.AnnounceReady();
+        if (service != nullptr)
+            service->ReportRunning(HostProcess::RequestStop);
         reason = process.Wait();
     } else {
         status = Complain(ExitStatus::kCannotListen, "the endpoint cannot be opened");
     }
+    if (service != nullptr)
+        service->ReportStopping();
     application.PrepareStop();
     complete = endpoint.Close();
     return status;
 }
 
+// The exit status of a host that is to be followed by another one.
+int Succeed(const HostOptions& options, FaultScript& faults) {
+    const bool started =
+        !options.service && HostProcess::StartSuccessor(SuccessorArguments(
+                                options, GetCurrentProcessId(), faults.Remaining(), 0));
+    return started ? ExitStatus::kClean : ExitStatus::kFailure;
+}
+
 int Serve(const HostOptions& options, const SearchRoot& root, const std::string& faults,
-          HostProcess& process) {
+          HostProcess& process, HostService* service) {
     HostApplication* current = nullptr;
     HostParts parts = MakeParts(options, root);
     parts.end = [&](FaultPlan::End end, std::uint32_t absenceMs) {
@@ -205,19 +220,56 @@ int Serve(const HostOptions& options, const SearchRoot& root, const std::string&
 
     HostProcess::Reason reason = HostProcess::Reason::kAsked;
     bool complete = true;
-    int status = Listen(application, process, faults, reason, complete);
+    int status = Listen(application, process, service, faults, reason, complete);
     WY_LOG_INFO << L"stop, reason " << static_cast<int>(reason);
     complete = application.Stop() && complete;
-    if (reason == HostProcess::Reason::kRestart &&
-        !HostProcess::StartSuccessor(SuccessorArguments(options, GetCurrentProcessId(),
-                                                        application.Faults().Remaining(), 0))) {
-        status = ExitStatus::kFailure;
-    }
+    if (reason == HostProcess::Reason::kRestart)
+        status = Succeed(options, application.Faults());
     // What does not end, in a client's callback or in the RPC runtime, must not keep the host: its
     // thread is lost with the process, and nothing that it uses may be taken down before.
-    if (!complete)
+    if (!complete) {
+        if (service != nullptr)
+            service->ReportStopped(status);
         std::_Exit(status);
+    }
     return status;
+}
+
+// The host by its options. `service` is null in the foreground.
+int RunHost(const HostOptions& options, HostService* service) {
+    std::string text;
+    std::string faults;
+    if (!ReadFaults(options, faults, text))
+        return Complain(ExitStatus::kBadUsage, text);
+    SearchRoot root;
+    if (!options.root.empty()) {
+        const auto folder = FileSystem::Resolve(FileSystem::FromUtf8(options.root));
+        if (!folder.has_value() || !FileSystem::IsFolder(*folder)) {
+            return Complain(ExitStatus::kBadUsage, "--root is no folder: " + options.root);
+        }
+        root = SearchRoot(*folder);
+    }
+    static HostLog log;  // outlives every thread
+    if (!options.logFile.empty()) {
+        if (!log.Open(options.logFile)) {
+            return Complain(ExitStatus::kBadUsage, "--log cannot be written: " + options.logFile);
+        }
+        g_pDebugLog = &log;
+    }
+
+    CRPCClient::ReadMode();
+    CRPCServer::ReadMode();
+    HostProcess process;
+    if (!process.TakePlace(kProductIds[options.mode], options.successorOf)) {
+        return Complain(ExitStatus::kAlreadyRunning,
+                        "another host of mode " + std::to_string(options.mode) +
+                            " runs already; two on one endpoint would share the calls");
+    }
+    if (!process.Prepare(options, text))
+        return Complain(ExitStatus::kBadUsage, text);
+    if (options.absenceMs > 0 && !process.StayAway(options.absenceMs))
+        return ExitStatus::kClean;
+    return Serve(options, root, faults, process, service);
 }
 
 int Run() {
@@ -228,41 +280,16 @@ int Run() {
         std::fputs(text.c_str(), status == ExitStatus::kClean ? stdout : stderr);
         return status;
     }
-
-    std::string faults;
-    if (!ReadFaults(*options, faults, text))
-        return Complain(ExitStatus::kBadUsage, text);
-    SearchRoot root;
-    if (!options->root.empty()) {
-        const auto folder = FileSystem::Resolve(FileSystem::FromUtf8(options->root));
-        if (!folder.has_value() || !FileSystem::IsFolder(*folder)) {
-            return Complain(ExitStatus::kBadUsage, "--root is no folder: " + options->root);
-        }
-        root = SearchRoot(*folder);
+    Frwk::Mode::SetWyvarionId(kProductIds[options->mode]);
+    if (!options->service)
+        return RunHost(*options, nullptr);
+    HostService service(WyCommon::Utility::HostServiceName(),
+                        [&options](HostService& running) { return RunHost(*options, &running); });
+    if (!service.Run(status)) {
+        return Complain(ExitStatus::kBadUsage,
+                        "--service is for the service manager, which did not start this");
     }
-    static HostLog log;  // outlives every thread
-    if (!options->logFile.empty()) {
-        if (!log.Open(options->logFile)) {
-            return Complain(ExitStatus::kBadUsage, "--log cannot be written: " + options->logFile);
-        }
-        g_pDebugLog = &log;
-    }
-
-    const std::wstring productId = kProductIds[options->mode];
-    Frwk::Mode::SetWyvarionId(productId);
-    CRPCClient::ReadMode();
-    CRPCServer::ReadMode();
-    HostProcess process;
-    if (!process.TakePlace(productId, options->successorOf)) {
-        return Complain(ExitStatus::kAlreadyRunning,
-                        "another host of mode " + std::to_string(options->mode) +
-                            " runs already; two on one endpoint would share the calls");
-    }
-    if (!process.Prepare(*options, text))
-        return Complain(ExitStatus::kBadUsage, text);
-    if (options->absenceMs > 0 && !process.StayAway(options->absenceMs))
-        return ExitStatus::kClean;
-    return Serve(*options, root, faults, process);
+    return status;
 }
 
 }  // namespace

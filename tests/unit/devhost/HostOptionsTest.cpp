@@ -15,6 +15,7 @@ TEST(HostOptions, defaults_allow_nothing) {
     EXPECT_EQ(options->mode, 0);
     EXPECT_FALSE(options->allowRemove);
     EXPECT_FALSE(options->allowKill);
+    EXPECT_FALSE(options->service);
     EXPECT_TRUE(options->root.empty() && options->fault.empty() && options->logFile.empty());
     EXPECT_TRUE(options->faultsFile.empty() && options->emissions.empty());
     EXPECT_EQ(options->absenceMs, 0U);
@@ -29,7 +30,7 @@ TEST(HostOptions, every_option_is_read) {
         {"--mode",       "1",          "--root",        "C:\\a b", "--allow-remove", "--allow-kill",
          "--fault",      "any fail 1", "--faults",      "f.json",  "--ready-event",  "r",
          "--stop-event", "s",          "--run-seconds", "5",       "--log",          "l.txt",
-         "--parent",     "12"},
+         "--parent",     "12",         "--service"},
         status, text);
     ASSERT_TRUE(options.has_value()) << text;
     EXPECT_EQ(options->mode, 1);
@@ -42,6 +43,7 @@ TEST(HostOptions, every_option_is_read) {
     EXPECT_EQ(options->runSeconds, 5U);
     EXPECT_EQ(options->logFile, "l.txt");
     EXPECT_EQ(options->parentId, 12U);
+    EXPECT_TRUE(options->service);
 }
 
 TEST(HostOptions, events_by_the_clock_may_be_several) {
