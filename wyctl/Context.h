@@ -45,6 +45,13 @@ public:
     bool IsExported(const std::string& name);
     bool LibraryIsLoadable();
 
+    // An export under its own type, decltype(&WySetProxy) for instance. Raises Failure when the
+    // library cannot be loaded or lacks it.
+    template <class Pointer>
+    Pointer Export(const std::string& name) {
+        return reinterpret_cast<Pointer>(RequireExport(name));
+    }
+
     // Calls a function of the directory and returns what it gave, failed or not. Raises Failure
     // when the library cannot be loaded or lacks the export.
     CallResult TryCall(const Function& function, std::span<const InputValue> inputs);

@@ -9,6 +9,7 @@
 #include <map>
 
 #include "wyctl/Batch.h"
+#include "wyctl/CommandLine_Service.h"
 #include "wyctl/CommandRegistry.h"
 #include "wyctl/CommandText.h"
 #include "wyctl/Commands.h"
@@ -110,6 +111,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults)
     AddWhere();
     AddLog();
     AddJsonDb();
+    AddServiceCommands(m_Commands);
     AddBatch();
 }
 

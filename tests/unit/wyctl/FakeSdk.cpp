@@ -48,6 +48,25 @@ std::uint32_t WYAPI Initialize(const wchar_t* name) {
 std::uint32_t WYAPI Uninitialize() {
     return Record("WyUninitialize", "");
 }
+// These run on a thread of the command's.
+std::uint32_t ControlService(const char* name) {
+    const std::function<void()> during = g_state.duringServiceCall;
+    const std::uint32_t code = Record(name, "");
+    if (during) {
+        during();
+    }
+    return code;
+}
+std::uint32_t WYAPI StartService() {
+    return ControlService("WyStartService");
+}
+std::uint32_t WYAPI StopService() {
+    return ControlService("WyStopService");
+}
+std::uint32_t WYAPI GetSvchostPid(std::uint32_t* process) {
+    *process = 4711;
+    return Record("WyGetSvchostPid", "");
+}
 std::uint32_t WYAPI Scan(std::uint32_t session, const wchar_t* items, wchar_t** id) {
     const std::uint32_t code = Record("WyScan", fmt::format("{}, {}", session, Show(items)));
     if (KrCommon::Result::Succeeded(code)) {
@@ -191,6 +210,9 @@ const std::map<std::string, ExportAddress>& Exports() {
     static const std::map<std::string, ExportAddress> s_exports{
         {"WyInitialize", Address(Initialize)},
         {"WyUninitialize", Address(Uninitialize)},
+        {"WyStartService", Address(StartService)},
+        {"WyStopService", Address(StopService)},
+        {"WyGetSvchostPid", Address(GetSvchostPid)},
         {"WyScan", Address(Scan)},
         {"WyGetScanProgress", Address(GetScanProgress)},
         {"WyCancelScan", Address(CancelScan)},
