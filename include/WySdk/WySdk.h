@@ -36,10 +36,10 @@
  *
  * Results
  *   Every function returns a result code, see below. A NULL input text or JSON text fails with
- *   WY_E_INVALID_ARGUMENT before anything is sent. A failure of the road to the service
- *   (WY_E_REMOTE_FAMILY and the like) leaves all outputs untouched. A failure that the service
- *   itself reports is returned as it is, and the outputs have been written then: with what the
- *   answer holds, else with 0 and NULL.
+ *   WY_E_INVALID_ARGUMENT before anything is sent, except where a function says otherwise. A
+ * failure of the road to the service (WY_E_REMOTE_FAMILY and the like) leaves all outputs
+ * untouched. A failure that the service itself reports is returned as it is, and the outputs have
+ * been written then: with what the answer holds, else with 0 and NULL.
  *
  * Threads
  *   All functions may be called from any thread at any time, with these exceptions: WyInitialize
@@ -61,6 +61,7 @@
 #ifndef WYSDK_WYSDK_H
 #define WYSDK_WYSDK_H
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -169,8 +170,8 @@ uint32_t WYAPI WyUninitialize(void);
  *     every other event and every subscription of this process waits. A callback should note what
  *     came and return; WySdk.hpp has a queue for it.
  *   - A callback must not call WySubscribeEvent or WyUnsubscribeEvent, nor WyUninitialize, which
- *     takes subscriptions back: they would wait for ever for the lock that the callback runs
- *     under. All other functions of this header may be called.
+ *     takes subscriptions back, nor WySetProxy: they would wait for ever for the lock that the
+ *     callback runs under. All other functions of this header may be called.
  *
  * A subscription lives as long as the session and the service do. When the service has been
  * restarted the library registers the process again, but it does not subscribe anew: the
@@ -857,6 +858,140 @@ uint32_t WYAPI WySetProductLcid(uint32_t productLcid);
  * Since 3.1.
  */
 uint32_t WYAPI WySetInspectUrl(const wchar_t* feedbackServerUrl, const wchar_t* reamerServerUrl);
+
+/* ---------------------------------------------------------------------------------------------
+ * Settings of the machine
+ *
+ * These functions write the registry and files of this machine from the calling process, which
+ * needs the right to do so, and work without the service; WySetReamerStatus tells it afterwards.
+ * The product key is HKEY_LOCAL_MACHINE\SOFTWARE\KorvexData\ and the product id, in the 64-bit view
+ * of a 64-bit system.
+ */
+
+/*
+ * Stores the proxy server and the account for it.
+ *
+ * The sub-key "Proxy" of the product key receives, in this order, "Server" (text), "Port" and
+ * "Enable" (numbers), "UserName" and "Password" (texts). The latter two are enciphered, in
+ * hexadecimal digits, with a key that every copy of the library has: they are not secret from
+ * whoever reads the registry. An empty text is stored empty. All five are tried, also after one
+ * that failed.
+ *
+ * The debug log receives the arguments at its info level, the password as it stands.
+ *
+ *   server     the host; MUST NOT be NULL, which is not checked
+ *   port       its port
+ *   user       the name of the account, or empty; MUST NOT be NULL
+ *   password   its password, or empty; MUST NOT be NULL
+ *   enable     whether the proxy is to be used
+ *
+ * Returns WY_S_OK; WY_E_SETTINGS_NOT_STORED when a value could not be written: the others may have
+ * been then; WY_E_OUT_OF_MEMORY before anything is written.
+ * Waits for a callback of an event that is running; must not be called from one.
+ * Since 3.1.
+ */
+uint32_t WYAPI WySetProxy(const wchar_t* server, uint32_t port, const wchar_t* user,
+                          const wchar_t* password, bool enable);
+
+/*
+ * Stores three identifiers of the application for the service.
+ *
+ * They become the texts "SpnGuid", "SpnId2" and "SpnId3" of the product key, in this order, up to
+ * the first that cannot be written. Empty texts are stored.
+ *
+ *   first    MUST NOT be NULL, which is not checked
+ *   second   likewise
+ *   third    likewise
+ *
+ * Returns WY_S_OK, or a member of WY_E_SYSTEM_FAMILY with the error of the write that failed: the
+ * values before it have been written.
+ * Since 3.1.
+ */
+uint32_t WYAPI WySetIdentifier(const wchar_t* first, const wchar_t* second, const wchar_t* third);
+
+/*
+ * Stores up to four identifiers of the application for the service.
+ *
+ * The first two as WySetIdentifier does; then the third ("SpnId3") and the fourth ("SpnId4"), each
+ * only when it is not empty. One that is left out keeps its value.
+ *
+ *   first    MUST NOT be NULL, which is not checked
+ *   second   likewise
+ *   third    NULL counts as empty
+ *   fourth   likewise
+ *
+ * Returns what WySetIdentifier does.
+ * Since 3.1.
+ */
+uint32_t WYAPI WySetIdentifierEx(const wchar_t* first, const wchar_t* second, const wchar_t* third,
+                                 const wchar_t* fourth);
+
+/*
+ * Switches the reamer service and tells the service so.
+ *
+ * The number "Enable" of the sub-key "Reamer" of the product key receives the status, whose
+ * failure is ignored. Then event 32769 is published with the object {"status": status}.
+ *
+ *   status   the new state
+ *
+ * Returns the result of the publication, see WyPublishEventEx.
+ * Since 3.1.
+ */
+uint32_t WYAPI WySetReamerStatus(uint32_t status);
+
+/*
+ * Sets switch and level of the debug log of the installed product.
+ *
+ * Writes the keys "Enable" and "Level" of the sections "InteractiveSession" and "ServiceSession" of
+ * krdbg.ini in the product's folder and, where it exists, of win32\krdbg.ini below it. Logs that
+ * are running keep their values until they read the file again.
+ *
+ *   enable   whether logs are written
+ *   level    the mask of the levels, written as "0x%08x"
+ *
+ * Returns WY_S_OK; WY_E_LOG_SETTINGS_NOT_CHANGED when the first file does not exist (and then
+ * nothing is written, also when the second does), or when something could not be written: all
+ * writes are tried.
+ * Since 3.1.
+ */
+uint32_t WYAPI WySetDebugLog(bool enable, uint32_t level);
+
+/*
+ * Tells the folder of the debug log.
+ *
+ * It is "LogFolder" of the section "ServiceSession" of krdbg.ini in the product's folder, with
+ * "%commonappdata%" in it replaced by the application data of the machine; without such an entry
+ * C:\ProgramData\Korvex Data\ and the product id. The folder need not exist.
+ *
+ *   buffer   receives the text with a NUL; the whole of it is cleared first. NULL asks for the size
+ *   size     the buffer's length in characters; receives the length of the text, without its NUL,
+ *            in any case
+ *
+ * Returns WY_S_OK, also when the buffer was too small, and then it holds an empty text: the folder
+ * is there only when the size was greater than the one received. WY_E_BUFFER_IS_NULL for a NULL
+ * buffer, with the size received; WY_E_INVALID_ARGUMENT for a NULL size.
+ * Since 3.1.
+ *
+ *     uint32_t size = 0;
+ *     if (WyGetDebugLogFolder(NULL, &size) == WY_E_BUFFER_IS_NULL) {
+ *         uint32_t room = ++size;
+ *         wchar_t* folder = (wchar_t*)malloc(room * sizeof(wchar_t));
+ *         if (WyGetDebugLogFolder(folder, &size) == WY_S_OK && size < room) use(folder);
+ *     }
+ */
+uint32_t WYAPI WyGetDebugLogFolder(wchar_t* buffer, uint32_t* size);
+
+/*
+ * Tells the folder of the product's cache: "Cache" in the product's folder, or in that of the
+ * running program where no product is installed. The folder need not exist.
+ *
+ *   buffer   as for WyGetDebugLogFolder
+ *   size     likewise
+ *
+ * Returns what WyGetDebugLogFolder does.
+ * Since 3.1.
+ */
+uint32_t WYAPI WyGetCacheFolder(wchar_t* buffer, uint32_t* size);
 
 /* ---------------------------------------------------------------------------------------------
  * Update

@@ -16,7 +16,9 @@
 #include <WySdk/WySdkEvents.hpp>
 #include <WySdk/WySdkResult.hpp>
 
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
 
 namespace wy {
@@ -289,7 +291,57 @@ inline result<void> servers(const wchar_t* feedback_url, const wchar_t* reamer_u
     return result<void>(WySetInspectUrl(feedback_url, reamer_url));
 }
 
+// From here on no text may be null, except where a default stands.
+inline result<void> proxy(const wchar_t* server, std::uint32_t port, const wchar_t* user,
+                          const wchar_t* password, bool enable) {
+    return result<void>(WySetProxy(server, port, user, password, enable));
+}
+inline result<void> identifiers(const wchar_t* first, const wchar_t* second, const wchar_t* third) {
+    return result<void>(WySetIdentifier(first, second, third));
+}
+// Leaves a third or fourth that is null or empty as it is.
+inline result<void> identifiers_present(const wchar_t* first, const wchar_t* second,
+                                        const wchar_t* third = nullptr,
+                                        const wchar_t* fourth = nullptr) {
+    return result<void>(WySetIdentifierEx(first, second, third, fourth));
+}
+inline result<void> reamer(std::uint32_t status) {
+    return result<void>(WySetReamerStatus(status));
+}
+inline result<void> debug_log(bool enable, std::uint32_t level) {
+    return result<void>(WySetDebugLog(enable, level));
+}
+
 }  // namespace settings
+
+namespace folders {
+
+namespace detail {
+
+// Asks for the size, then for the text; again when the folder has changed in between.
+inline result<std::wstring> fetch(std::uint32_t(WYAPI* get)(wchar_t*, std::uint32_t*)) {
+    std::wstring folder;
+    std::uint32_t size = 0;
+    std::uint32_t code = get(nullptr, &size);
+    while (code == WY_E_BUFFER_IS_NULL || (WY_SUCCEEDED(code) && size >= folder.size())) {
+        folder.assign(std::size_t{size} + 1, L'\0');
+        size = static_cast<std::uint32_t>(folder.size());
+        code = get(folder.data(), &size);
+    }
+    folder.resize(WY_SUCCEEDED(code) ? size : 0);
+    return {code, std::move(folder)};
+}
+
+}  // namespace detail
+
+inline result<std::wstring> debug_log() {
+    return detail::fetch(WyGetDebugLogFolder);
+}
+inline result<std::wstring> cache() {
+    return detail::fetch(WyGetCacheFolder);
+}
+
+}  // namespace folders
 
 inline result<void> update() {
     return result<void>(WyUpdate());

@@ -2,11 +2,11 @@
 
 #include <array>
 #include <cstddef>
-#include <new>
 #include <string>
 
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Result.h"
+#include "WySdk/SdkJson.h"
 #include "WySdk/SdkMail.h"
 #include "WySdk/SdkOutput.h"
 #include "lib/KrOuterClientHelper/OuterClientHelper.h"
@@ -87,18 +87,6 @@ bool TakePiece(std::wstring_view& rest, std::wstring& piece) {
         return false;
     rest.remove_prefix(comma + 1);
     return true;
-}
-
-// Raises what a document could only note.
-void RequireMemory(const JsonDocument& document) {
-    if (document.Status() == JsonDocument::kOutOfMemory)
-        throw std::bad_alloc();
-}
-
-JsonDocument MemberOf(JsonDocument& document, const std::wstring& key) {
-    JsonDocument member = document[key];
-    RequireMemory(member);
-    return member;
 }
 
 // Walks from a document down to the member that the last piece of a row's key names; that piece

@@ -13,5 +13,6 @@ const CSdkIdentity s_Identity;
 
 boost::mutex g_ApiMutex;
 std::map<std::uint32_t, WyEventCallback> g_EventCallbacks;
+WyCommon::Utility::ProxySettings g_ProxySettings;
 std::wstring g_strProductId;
 CKrRpcClientHelper* g_pClientHelper = nullptr;

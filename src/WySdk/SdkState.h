@@ -10,15 +10,20 @@
 
 #include <WySdk/WySdk.h>
 
+#include "lib/wycommon/WyCommon_Proxy.h"
+
 class CKrRpcClientHelper;
 
 // Held by subscription calls and event dispatch for their whole length, also across the remote
-// call and across the application's callback. Not recursive.
+// call and across the application's callback, and by WySetProxy. Not recursive.
 extern boost::mutex g_ApiMutex;
 
 // The callback of each event that the service has accepted a subscription for. Guarded by
 // g_ApiMutex.
 extern std::map<std::uint32_t, WyEventCallback> g_EventCallbacks;
+
+// What the last WySetProxy that succeeded has stored; empty at load. Guarded by g_ApiMutex.
+extern WyCommon::Utility::ProxySettings g_ProxySettings;
 
 // The name given to the last WyInitialize that got as far as to register; empty at load. The
 // service knows this process's subscriptions by it.

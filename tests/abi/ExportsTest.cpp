@@ -35,7 +35,7 @@ std::vector<std::string> DefinedNames() {
 
 TEST(Exports, are_those_of_the_definition_file_undecorated) {
     const std::vector<std::string> defined = DefinedNames();
-    EXPECT_EQ(74u, defined.size());
+    EXPECT_EQ(81u, defined.size());
     EXPECT_EQ(defined, SdkLibrary::ExportedNames());
 }
 
@@ -50,6 +50,8 @@ enum class Nothing {
     kNumberMissing,  // refused when the service has acted
     kEnough,         // the answer of the service is the result
     kSubscription,   // success, whatever positive code the service answers
+    kSizeMissing,    // refused on this machine, the service is not asked
+    kNoLogFile,      // no product is installed here
 };
 
 template <class... Arguments>
@@ -68,7 +70,8 @@ struct Row {
 #function, [] { return CallWithNothing(SDK(function)); }, Nothing::nothing \
     }
 
-// All functions but those of the session, and those that control the service and take no argument.
+// All functions but those of the session, those that must not get null pointers, and those that
+// control the service and take no argument.
 const Row kRows[] = {
     ROW(WyCancelBigFileScan, kEnough),
     ROW(WyCancelDiskUsageScan, kEnough),
@@ -86,9 +89,11 @@ const Row kRows[] = {
     ROW(WyGetBatteryUsage, kEnough),
     ROW(WyGetBigFileProgress, kNumberMissing),
     ROW(WyGetBigFileResult, kEnough),
+    ROW(WyGetCacheFolder, kSizeMissing),
     ROW(WyGetCloudDataBootupRanking, kNumberMissing),
     ROW(WyGetCloudDataStartupApp, kTextMissing),
     ROW(WyGetCloudDataStartupSvc, kTextMissing),
+    ROW(WyGetDebugLogFolder, kSizeMissing),
     ROW(WyGetDiskGarbage, kEnough),
     ROW(WyGetDiskUsageProgress, kNumberMissing),
     ROW(WyGetDiskUsageResult, kEnough),
@@ -131,8 +136,10 @@ const Row kRows[] = {
     ROW(WySetAddonStatus, kEnough),
     ROW(WySetCacheValidityTimeout, kEnough),
     ROW(WySetCloudBrokerStatus, kEnough),
+    ROW(WySetDebugLog, kNoLogFile),
     ROW(WySetInspectUrl, kTextMissing),
     ROW(WySetProductLcid, kEnough),
+    ROW(WySetReamerStatus, kEnough),
     ROW(WySetScheduleScanTime, kEnough),
     ROW(WySetStartupProgramStatus, kTextMissing),
     ROW(WySetStartupServiceStatus, kTextMissing),
@@ -143,19 +150,30 @@ const Row kRows[] = {
 };
 
 TEST(CallsWithNothing, cover_every_export) {
-    std::set<std::string> covered = {"WyInitialize", "WyUninitialize", "WyStartService",
-                                     "WyStopService"};
+    std::set<std::string> covered = {"WyInitialize",  "WySetIdentifier", "WySetIdentifierEx",
+                                     "WySetProxy",    "WyStartService",  "WyStopService",
+                                     "WyUninitialize"};
     for (const Row& row : kRows)
         covered.insert(row.name);
     const std::vector<std::string> defined = DefinedNames();
     EXPECT_EQ(std::set<std::string>(defined.begin(), defined.end()), covered);
 }
 
+std::uint32_t WantedAlone(Nothing nothing) {
+    switch (nothing) {
+        case Nothing::kTextMissing:
+        case Nothing::kSizeMissing:
+            return WY_E_INVALID_ARGUMENT;
+        case Nothing::kNoLogFile:
+            return WY_E_LOG_SETTINGS_NOT_CHANGED;
+        default:
+            return SdkCode::kNobodyListens;
+    }
+}
+
 TEST(CallsWithNothing, without_a_service_are_refused_or_find_nobody) {
     for (const Row& row : kRows) {
-        const std::uint32_t wanted =
-            row.nothing == Nothing::kTextMissing ? WY_E_INVALID_ARGUMENT : SdkCode::kNobodyListens;
-        EXPECT_EQ(wanted, row.call()) << row.name;
+        EXPECT_EQ(WantedAlone(row.nothing), row.call()) << row.name;
     }
 }
 
@@ -168,6 +186,8 @@ std::uint32_t Wanted(Nothing nothing) {
             return kAnswered;
         case Nothing::kSubscription:
             return WY_S_OK;
+        case Nothing::kNoLogFile:
+            return WY_E_LOG_SETTINGS_NOT_CHANGED;
         default:
             return WY_E_INVALID_ARGUMENT;
     }

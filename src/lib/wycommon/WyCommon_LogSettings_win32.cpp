@@ -1,5 +1,8 @@
 #include "lib/wycommon/WyCommon_LogSettings.h"
 
+#include <cwchar>
+#include <iterator>
+
 #include "Common/KrCommon/KrComn_File.h"
 #include "Common/KrCommon/KrComn_IniFile.h"
 #include "Common/KrCommon/KrComn_LibraryFunction.h"
@@ -36,16 +39,16 @@ std::wstring CommonDataFolder() {
 
 bool WriteSwitch(const std::wstring& file, bool enable, std::uint32_t level) {
     const wchar_t* const enableText = enable ? L"1" : L"0";
-    std::wstring levelText;
-    KrCommon::String::Format(levelText, L"0x%08x", level);
+    wchar_t levelText[sizeof "0xffffffff"];
+    std::swprintf(levelText, std::size(levelText), L"0x%08x", level);
     const struct {
         const wchar_t* section;
         const wchar_t* name;
         const wchar_t* value;
     } writes[] = {{kInteractive, L"Enable", enableText},
                   {kService, L"Enable", enableText},
-                  {kService, L"Level", levelText.c_str()},
-                  {kInteractive, L"Level", levelText.c_str()}};
+                  {kService, L"Level", levelText},
+                  {kInteractive, L"Level", levelText}};
     bool done = true;
     for (const auto& write : writes) {
         done = KrCommon::Storage::StoreIniString(file.c_str(), write.section, write.name,

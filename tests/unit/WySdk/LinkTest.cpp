@@ -12,7 +12,7 @@ extern const unsigned g_AllExportsCount;
 namespace {
 
 TEST(ImportLibrary, has_every_export) {
-    EXPECT_EQ(g_AllExportsCount, 74U);
+    EXPECT_EQ(g_AllExportsCount, 81U);
     for (unsigned i = 0; i < g_AllExportsCount; ++i) {
         EXPECT_NE(g_AllExports[i], nullptr);
     }
@@ -24,6 +24,8 @@ TEST(ImportLibrary, leads_to_the_functions) {
         EXPECT_EQ(WyScan(1, nullptr, nullptr), WY_E_INVALID_ARGUMENT);
         EXPECT_EQ(WyScanBigFile(nullptr, L"", 0xffffffffffffffffU), WY_E_INVALID_ARGUMENT);
         EXPECT_EQ(WyInitialize(nullptr), WY_E_INVALID_ARGUMENT);
+        EXPECT_EQ(WyGetCacheFolder(nullptr, nullptr), WY_E_INVALID_ARGUMENT);
+        EXPECT_EQ(WySetDebugLog(true, 1), WY_E_LOG_SETTINGS_NOT_CHANGED);
     }
     EXPECT_EQ(WyUninitialize(), WY_S_OK);
 }
