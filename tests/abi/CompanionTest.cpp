@@ -122,6 +122,21 @@ TEST_F(CompanionCalls, give_the_answers_of_the_service) {
     EXPECT_FALSE(wy::scan::pause(nullptr));
 }
 
+TEST_F(CompanionCalls, settings_of_the_machine) {
+    const auto log = wy::folders::debug_log();
+    ASSERT_TRUE(log);
+    EXPECT_EQ(*log, L"C:\\ProgramData\\Korvex Data\\Wyvarion");
+    const auto cache = wy::folders::cache();
+    ASSERT_TRUE(cache);
+    EXPECT_TRUE(cache->ends_with(L"\\Cache"));
+    EXPECT_TRUE(wy::settings::proxy(L"s", 1, L"", L"", false));
+    EXPECT_TRUE(wy::settings::identifiers(L"1", L"2", L"3"));
+    EXPECT_TRUE(wy::settings::identifiers_present(L"1", L"2"));
+    EXPECT_EQ(wy::settings::debug_log(true, 1).code(), WY_E_LOG_SETTINGS_NOT_CHANGED);
+    const ServiceHost host;
+    EXPECT_TRUE(wy::settings::reamer(1));
+}
+
 TEST_F(CompanionSubscription, hands_events_to_its_handler_and_ends_with_its_owner) {
     const ServiceHost host;
     auto session = wy::session::open(L"companion");

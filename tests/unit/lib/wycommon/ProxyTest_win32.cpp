@@ -4,10 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -16,31 +13,16 @@
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "lib/wycommon/WyCommon_Paths.h"
 #include "support/AllocationFaults.h"
-#include "support/IatPatch.h"
+#include "support/RegistryValues_win32.h"
 
 namespace {
 
 namespace Utility = WyCommon::Utility;
+using test_support::RegistryValues;
 using Utility::ProxySettings;
 
 constexpr std::uint32_t kStored = 0x20ff0000;
 constexpr std::uint32_t kNotStored = 0xe0ff000c;
-
-struct Value {
-    DWORD type = 0;
-    std::vector<unsigned char> bytes;
-
-    std::wstring Text() const {
-        const auto* const text = reinterpret_cast<const wchar_t*>(bytes.data());
-        return std::wstring(text, bytes.size() / sizeof(wchar_t));  // with its NUL
-    }
-    std::uint32_t Number() const {
-        std::uint32_t number = 0xdeadbeef;
-        if (bytes.size() == sizeof number)
-            std::memcpy(&number, bytes.data(), sizeof number);
-        return number;
-    }
-};
 
 std::wstring KeyPath() {
     return Utility::GetProductRegistryKey() + L"\\Proxy";
@@ -50,25 +32,8 @@ REGSAM ProductFlag() {
     return KrCommon::Storage::Reg::ProductView() == 2 ? KEY_WOW64_64KEY : 0;
 }
 
-std::map<std::wstring, Value> StoredValues(REGSAM flag = ProductFlag()) {
-    std::map<std::wstring, Value> values;
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, KeyPath().c_str(), 0, KEY_READ | flag, &key) != 0)
-        return values;
-    for (DWORD index = 0;; ++index) {
-        wchar_t name[64];
-        DWORD length = 64;
-        Value value;
-        value.bytes.resize(8192);
-        DWORD size = static_cast<DWORD>(value.bytes.size());
-        if (RegEnumValueW(key, index, name, &length, nullptr, &value.type, value.bytes.data(),
-                          &size) != 0)
-            break;
-        value.bytes.resize(size);
-        values[name] = value;
-    }
-    RegCloseKey(key);
-    return values;
+RegistryValues StoredValues(REGSAM flag = ProductFlag()) {
+    return test_support::ReadRegistryValues(KeyPath(), flag);
 }
 
 std::wstring WithNul(std::wstring text) {
@@ -97,7 +62,7 @@ TEST_F(Proxy, values_are_stored_with_their_types_and_kept) {
     EXPECT_EQ(Utility::SetProxy(state, true, L"proxy.example", 0x80001f90, L"J\u00f6rg", L"s3cret"),
               kStored);
 
-    std::map<std::wstring, Value> values = StoredValues();
+    RegistryValues values = StoredValues();
     EXPECT_EQ(values.size(), 5U);
     EXPECT_EQ(values[L"Server"].type, static_cast<DWORD>(REG_SZ));
     EXPECT_EQ(values[L"Server"].Text(), WithNul(L"proxy.example"));
@@ -124,7 +89,7 @@ TEST_F(Proxy, empty_texts_are_stored_empty) {
     ProxySettings state;
     EXPECT_EQ(Utility::SetProxy(state, true, L"old", 1, L"user", L"password"), kStored);
     EXPECT_EQ(Utility::SetProxy(state, false, L"", 0, L"", L""), kStored);
-    std::map<std::wstring, Value> values = StoredValues();
+    RegistryValues values = StoredValues();
     for (const wchar_t* name : {L"Server", L"UserName", L"Password"}) {
         EXPECT_EQ(values[name].type, static_cast<DWORD>(REG_SZ));
         EXPECT_EQ(values[name].Text(), WithNul(L""));
@@ -138,7 +103,7 @@ TEST_F(Proxy, empty_texts_are_stored_empty) {
 TEST_F(Proxy, empty_password_with_a_user_is_stored_empty) {
     ProxySettings state;
     EXPECT_EQ(Utility::SetProxy(state, true, L"s", 1, L"user", L""), kStored);
-    std::map<std::wstring, Value> values = StoredValues();
+    RegistryValues values = StoredValues();
     EXPECT_EQ(values[L"UserName"].Text(), WithNul(CipherOf(L"user")));
     EXPECT_EQ(values[L"Password"].Text(), WithNul(L""));
 }
@@ -154,27 +119,9 @@ TEST_F(Proxy, lies_in_the_view_of_the_product_alone) {
 
 // ---- writes that fail
 
-std::vector<std::wstring> s_Written;
-std::set<std::wstring> s_Refused;
-decltype(&RegSetValueExW) s_pSet;
-
-LSTATUS WINAPI SetSome(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
-                       DWORD size) {
-    s_Written.push_back(name);
-    return s_Refused.contains(name) ? ERROR_ACCESS_DENIED
-                                    : s_pSet(key, name, reserved, type, data, size);
-}
-
 class ProxyRefusal : public Proxy {
 protected:
-    ProxyRefusal() {
-        s_pSet =
-            m_Patch.Original<LSTATUS WINAPI(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD)>();
-        s_Written.clear();
-        s_Refused.clear();
-    }
-    test_support::IatPatch m_Patch{GetModuleHandleW(nullptr), "advapi32.dll", "RegSetValueExW",
-                                   SetSome};
+    test_support::RegistryRefusal m_Refusal{GetModuleHandleW(nullptr)};
 };
 
 const std::vector<std::wstring> kOrder = {L"Server", L"Port", L"Enable", L"UserName", L"Password"};
@@ -195,23 +142,24 @@ TEST_F(ProxyRefusal, each_write_that_fails_leaves_the_others_tried_and_the_state
     for (const std::wstring& refused : kOrder) {
         SCOPED_TRACE(testing::PrintToString(refused));
         Clear();
-        s_Written.clear();
-        s_Refused = {refused};
+        m_Refusal.Clear();
+        m_Refusal.Refuse(refused);
         ProxySettings state = Before();
         EXPECT_EQ(Utility::SetProxy(state, false, L"s", 1, L"u", L"p"), kNotStored);
-        EXPECT_EQ(s_Written, kOrder);
+        EXPECT_EQ(m_Refusal.Written(), kOrder);
         ExpectUnchanged(state);
-        const std::map<std::wstring, Value> values = StoredValues();
+        const RegistryValues values = StoredValues();
         EXPECT_EQ(values.size(), 4U);
         EXPECT_FALSE(values.contains(refused));
     }
 }
 
 TEST_F(ProxyRefusal, all_writes_fail) {
-    s_Refused.insert(kOrder.begin(), kOrder.end());
+    for (const std::wstring& refused : kOrder)
+        m_Refusal.Refuse(refused);
     ProxySettings state = Before();
     EXPECT_EQ(Utility::SetProxy(state, false, L"s", 1, L"u", L"p"), kNotStored);
-    EXPECT_EQ(s_Written, kOrder);
+    EXPECT_EQ(m_Refusal.Written(), kOrder);
     ExpectUnchanged(state);
 }
 
