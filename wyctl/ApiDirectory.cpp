@@ -28,6 +28,19 @@ constexpr RowlessExport kRowlessExports[] = {
     {"WySetAddonStatus", 3},
 };
 
+// Exports that do not go by the table, and the command that is for each.
+struct OwnExport {
+    const char* name;
+    const char* command;
+};
+
+constexpr OwnExport kOwnExports[] = {
+    {"WyGetCacheFolder", "where"},       {"WyGetDebugLogFolder", "debuglog"},
+    {"WySetDebugLog", "debuglog"},       {"WySetIdentifier", "identifier"},
+    {"WySetIdentifierEx", "identifier"}, {"WySetProxy", "proxy"},
+    {"WySetReamerStatus", "reamer"},
+};
+
 ArgumentType TypeOfRow(std::uint32_t paramType) {
     switch (paramType) {
         case ParamUInt32:
@@ -64,7 +77,7 @@ std::vector<Function> FunctionsOfTable() {
         }
         std::string name = KrCommon::String::ToUtf8(row.apiName);
         if (functions.empty() || functions.back().name != name) {
-            functions.push_back({std::move(name), row.apiId, true, false, {}});
+            functions.push_back({std::move(name), row.apiId, true, {}, false, {}});
         }
         if (row.paramType != ParamNone) {
             functions.back().arguments.push_back(ArgumentOfRow(row));
@@ -93,7 +106,10 @@ std::vector<Function> BuildDirectory() {
     CorrectDeclarations(functions);
     for (const RowlessExport& rowless : kRowlessExports) {
         functions.push_back(
-            {rowless.name, kSentinelApiId, false, false, std::vector<Argument>(rowless.slots)});
+            {rowless.name, kSentinelApiId, false, {}, false, std::vector<Argument>(rowless.slots)});
+    }
+    for (const OwnExport& own : kOwnExports) {
+        functions.push_back({own.name, 0, false, own.command, false, {}});
     }
     return functions;
 }

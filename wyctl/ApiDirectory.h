@@ -1,7 +1,7 @@
 #pragma once
 
 // The library's functions as a caller sees them: the rows of the API table, grouped by function,
-// and the exports that have no row.
+// and the exports that have no row, or do not go by the table at all.
 
 #include <cstddef>
 #include <cstdint>
@@ -35,6 +35,7 @@ struct Function {
     std::string name;
     std::uint32_t id = 0;
     bool hasRow = true;
+    std::string command;         // that is for it, when it does not go by the table
     bool takesCallback = false;  // its declaration has little to do with its rows: not callable
     std::vector<Argument> arguments;  // in the order of declaration
 
@@ -45,7 +46,8 @@ struct Function {
 // The name of a type as `list` shows it.
 std::string_view TypeName(ArgumentType type);
 
-// All functions: those of the table in table order, then those without a row. Built at the first
+// All functions: those of the table in table order, then those without a row, then those that do
+// not go by the table and have a command of their own. Built at the first
 // call; read-only from then on.
 const std::vector<Function>& AllFunctions();
 

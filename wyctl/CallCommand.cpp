@@ -17,6 +17,10 @@ const Function& RequireFunction(const std::string& name) {
     if (function == nullptr) {
         throw UsageError(fmt::format("there is no function {}; 'wyctl list' shows all", name));
     }
+    if (!function->command.empty()) {
+        throw UsageError(fmt::format("{} does not go by the table; see 'wyctl {} --help'", name,
+                                     function->command));
+    }
     if (function->takesCallback) {
         throw UsageError(name +
                          " needs a callback function, which a command line has not; 'wyctl events' "

@@ -89,6 +89,7 @@ struct LogLevelOptions {
     std::string file;            // a krdbg.ini; empty: the installed product's
     std::string level;           // empty: as it is
     std::optional<bool> enable;  // none: as it is
+    bool folder = false;         // show the folder of the logs, too
 };
 
 // Shows switch and level of the debug log, and changes them first where that is asked for. A change

@@ -5,6 +5,8 @@
 
 #include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Windows.h"
+#include "Common/KrCommon/KrComn_Wipe.h"
+#include "wyctl/Errors.h"
 
 namespace WyCtl {
 
@@ -29,6 +31,8 @@ bool IsConsole(HANDLE handle) {
 // Pieces stay below the size that old consoles can take in one call.
 constexpr std::size_t kConsolePiece = 8000;
 constexpr std::size_t kFilePiece = 1U << 20;
+// More than anyone types in a line.
+constexpr DWORD kSecretSize = 1024;
 
 void WriteConsoleText(HANDLE handle, std::string_view text) {
     const std::wstring whole = KrCommon::String::FromUtf8(text);
@@ -94,6 +98,30 @@ bool ConsoleTerminal::OutTakesColors() const {
 
 bool ConsoleTerminal::ErrIsInteractive() const {
     return IsConsole(m_hErr);
+}
+
+std::optional<std::string> ConsoleTerminal::ReadSecret(std::string_view prompt) {
+    const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    DWORD mode = 0;
+    if (GetConsoleMode(input, &mode) == FALSE ||
+        SetConsoleMode(input, (mode | ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT) &
+                                  ~static_cast<DWORD>(ENABLE_ECHO_INPUT)) == FALSE) {
+        return std::nullopt;
+    }
+    Err(prompt);
+    wchar_t line[kSecretSize];
+    const KrCommon::WipeAtEnd wipe(line, sizeof line);
+    DWORD length = 0;
+    const BOOL read = ReadConsoleW(input, line, kSecretSize, &length, nullptr);
+    SetConsoleMode(input, mode);
+    Err("\n");
+    // Ctrl+C ends the reading before its handler has run.
+    if (read == FALSE || length == 0 || WaitForInterrupt(0)) {
+        throw Cancelled("no password was given");
+    }
+    std::wstring_view text(line, length);
+    text = text.substr(0, text.find_first_of(L"\r\n"));
+    return KrCommon::String::ToUtf8(text);
 }
 
 bool ConsoleTerminal::WaitForInterrupt(std::uint32_t milliseconds) {

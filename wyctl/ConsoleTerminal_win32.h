@@ -18,6 +18,7 @@ public:
     void Err(std::string_view text) override;
     bool OutTakesColors() const override;
     bool ErrIsInteractive() const override;
+    std::optional<std::string> ReadSecret(std::string_view prompt) override;
     bool WaitForInterrupt(std::uint32_t milliseconds) override;
 
 private:

@@ -19,9 +19,9 @@ Json::Value ArgumentAsJson(const Argument& argument) {
 Json::Value FunctionAsJson(Context& context, const Function& function) {
     Json::Value value(Json::objectValue);
     value["name"] = function.name;
-    value["id"] = function.id;
+    value["id"] = function.command.empty() ? Json::Value(function.id) : Json::Value();
     value["hasRow"] = function.hasRow;
-    value["callable"] = !function.takesCallback;
+    value["callable"] = function.command.empty() && !function.takesCallback;
     value["exported"] = context.LibraryIsLoadable() ? Json::Value(context.IsExported(function.name))
                                                     : Json::Value(Json::nullValue);
     Json::Value& arguments = value["arguments"] = Json::Value(Json::arrayValue);
@@ -32,6 +32,9 @@ Json::Value FunctionAsJson(Context& context, const Function& function) {
 }
 
 std::string Remark(Context& context, const Function& function) {
+    if (!function.command.empty()) {
+        return fmt::format("does not go by the table, see 'wyctl {}'", function.command);
+    }
     if (!function.hasRow) {
         return "ignores its arguments, sends none";
     }
@@ -60,7 +63,8 @@ void RunList(Context& context) {
     }
     TextTable table({"function", "id", "arguments"});
     for (const Function& function : AllFunctions()) {
-        table.AddRow({function.name, fmt::format("{}", function.id), Remark(context, function)});
+        const std::string id = function.command.empty() ? fmt::format("{}", function.id) : "-";
+        table.AddRow({function.name, id, Remark(context, function)});
     }
     context.Screen().Out(table.Render());
     if (!context.LibraryIsLoadable()) {

@@ -10,6 +10,7 @@
 #include "wyctl/CommandText.h"
 #include "wyctl/Commands.h"
 #include "wyctl/Errors.h"
+#include "wyctl/ProductIdentity.h"
 #include "wyctl/TextTable.h"
 
 namespace WyCtl {
@@ -86,22 +87,47 @@ std::wstring ProductFile() {
     return WyCommon::Utility::JoinPath(folder, L"krdbg.ini");
 }
 
-void Change(const std::wstring& file, const LogLevelOptions& options) {
+void Change(Context& context, const std::wstring& file, const LogLevelOptions& options) {
     const Section now(file, kSections[0]);
     const bool enable = options.enable.value_or(now.IsEnabled());
     const std::uint32_t level = options.level.empty() ? now.Mask() : ParseLevel(options.level);
-    const bool written = options.file.empty()
-                             ? WyCommon::LogSettings::SetSwitch(enable, level)
-                             : WyCommon::LogSettings::WriteSwitch(file, enable, level);
-    if (!written) {
+    if (options.file.empty()) {
+        const std::uint32_t code =
+            context.Export<decltype(&WySetDebugLog)>("WySetDebugLog")(enable, level);
+        if (WY_FAILED(code)) {
+            throw CallFailed("WySetDebugLog", {code, {}});
+        }
+    } else if (!WyCommon::LogSettings::WriteSwitch(file, enable, level)) {
         throw Failure(fmt::format("cannot write all of {}", KrCommon::String::ToUtf8(file)));
     }
 }
 
-void Show(Context& context, const std::wstring& file) {
+// The folder of the logs, as the library tells it.
+std::string LogFolder(Context& context) {
+    const auto get = context.Export<decltype(&WyGetDebugLogFolder)>("WyGetDebugLogFolder");
+    std::wstring folder;
+    std::uint32_t size = 0;
+    std::uint32_t code = get(nullptr, &size);
+    if (code == WY_E_BUFFER_IS_NULL) {
+        folder.resize(std::size_t{size} + 1);
+        size = static_cast<std::uint32_t>(folder.size());
+        code = get(folder.data(), &size);
+    }
+    if (WY_FAILED(code)) {
+        throw CallFailed("WyGetDebugLogFolder", {code, {}});
+    }
+    return KrCommon::String::ToUtf8(folder.c_str());
+}
+
+void Show(Context& context, const std::wstring& file, bool folder) {
     Json::Value answer(Json::objectValue);
     answer["ok"] = true;
     answer["file"] = KrCommon::String::ToUtf8(file);
+    std::string head = answer["file"].asString() + "\n";
+    if (folder) {
+        answer["folder"] = LogFolder(context);
+        head += "logs lie in " + answer["folder"].asString() + "\n";
+    }
     TextTable table({"session", "log", "level"});
     for (const wchar_t* name : kSections) {
         const Section section(file, name);
@@ -114,7 +140,7 @@ void Show(Context& context, const std::wstring& file) {
     if (context.Options().json) {
         context.PrintJson(answer);
     } else {
-        context.Screen().Out(answer["file"].asString() + "\n" + table.Render());
+        context.Screen().Out(head + table.Render());
     }
 }
 
@@ -146,16 +172,19 @@ void RunLogLevel(Context& context, const LogLevelOptions& options) {
     if (!options.level.empty()) {
         ParseLevel(options.level);
     }
+    if (options.file.empty()) {
+        AdoptLibraryIdentity(context);
+    }
     const std::wstring file =
         options.file.empty() ? ProductFile() : KrCommon::String::FromUtf8(options.file);
     if (!KrCommon::Storage::File::Exists(file, nullptr)) {
         throw Failure(fmt::format("cannot open {}", KrCommon::String::ToUtf8(file)));
     }
     if (options.enable || !options.level.empty()) {
-        Change(file, options);
+        Change(context, file, options);
         context.Screen().Err("wyctl: running logs keep their values until they start anew\n");
     }
-    Show(context, file);
+    Show(context, file, options.folder);
 }
 
 }  // namespace WyCtl

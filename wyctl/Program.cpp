@@ -10,6 +10,7 @@
 
 #include "wyctl/Batch.h"
 #include "wyctl/CommandLine_Service.h"
+#include "wyctl/CommandLine_Settings.h"
 #include "wyctl/CommandRegistry.h"
 #include "wyctl/CommandText.h"
 #include "wyctl/Commands.h"
@@ -112,6 +113,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults)
     AddLog();
     AddJsonDb();
     AddServiceCommands(m_Commands);
+    AddSettingsCommands(m_Commands);
     AddBatch();
 }
 

@@ -3,6 +3,8 @@
 // Where a command writes and how it learns of Ctrl+C.
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace WyCtl {
@@ -23,6 +25,9 @@ public:
     virtual bool OutTakesColors() const = 0;
     // True when a person watches what Err writes.
     virtual bool ErrIsInteractive() const = 0;
+    // Asks a person for one line that is not shown while it is typed; nothing when no person can
+    // be asked. Raises Cancelled for Ctrl+C.
+    virtual std::optional<std::string> ReadSecret(std::string_view prompt) = 0;
     // Waits, and returns true at once when Ctrl+C was pressed since the program's start.
     virtual bool WaitForInterrupt(std::uint32_t milliseconds) = 0;
 };

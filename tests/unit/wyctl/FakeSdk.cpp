@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 
 #include "Common/KrCommon/KrComn_Result.h"
 #include "Common/KrCommon/KrComn_String.h"
+#include "lib/wycommon/WyCommon_LogSettings.h"
 #include "wyctl/Errors.h"
 
 namespace {
@@ -201,6 +203,46 @@ std::uint32_t WYAPI GetDiskGarbage(const wchar_t* id, const wchar_t* items, wcha
                                                   data == nullptr ? "null" : "pointer"));
 }
 
+std::uint32_t WYAPI SetProxy(const wchar_t* server, std::uint32_t port, const wchar_t* user,
+                             const wchar_t* password, bool enable) {
+    return Record("WySetProxy", fmt::format("{}, {}, {}, {}, {}", Show(server), port, Show(user),
+                                            Show(password), enable));
+}
+std::uint32_t WYAPI SetIdentifier(const wchar_t* first, const wchar_t* second,
+                                  const wchar_t* third) {
+    return Record("WySetIdentifier",
+                  fmt::format("{}, {}, {}", Show(first), Show(second), Show(third)));
+}
+std::uint32_t WYAPI SetIdentifierEx(const wchar_t* first, const wchar_t* second,
+                                    const wchar_t* third, const wchar_t* fourth) {
+    return Record("WySetIdentifierEx", fmt::format("{}, {}, {}, {}", Show(first), Show(second),
+                                                   Show(third), Show(fourth)));
+}
+std::uint32_t WYAPI SetReamerStatus(std::uint32_t status) {
+    return Record("WySetReamerStatus", fmt::format("{}", status));
+}
+// Works as the library's own does, so that a command can read back what it wrote.
+std::uint32_t WYAPI SetDebugLog(bool enable, std::uint32_t level) {
+    const std::uint32_t code = Record("WySetDebugLog", fmt::format("{}, {:#x}", enable, level));
+    const bool done =
+        KrCommon::Result::Succeeded(code) && WyCommon::LogSettings::SetSwitch(enable, level);
+    return done ? code : KrCommon::Result::kLogSettingsNotChanged;
+}
+std::uint32_t WYAPI GetFolder(wchar_t* buffer, std::uint32_t* size) {
+    constexpr std::wstring_view kFolder = L"C:\\Folder";
+    if (buffer != nullptr && *size > kFolder.size()) {
+        buffer[kFolder.copy(buffer, kFolder.size())] = L'\0';
+    }
+    *size = static_cast<std::uint32_t>(kFolder.size());
+    return buffer == nullptr ? KrCommon::Result::kBufferIsNull : KrCommon::Result::kSuccess;
+}
+std::uint32_t WYAPI SetProductLcid(std::uint32_t lcid) {
+    return Record("WySetProductLcid", fmt::format("{}", lcid));
+}
+std::uint32_t WYAPI SetInspectUrl(const wchar_t* feedback, const wchar_t* reamer) {
+    return Record("WySetInspectUrl", fmt::format("{}, {}", Show(feedback), Show(reamer)));
+}
+
 template <class F>
 ExportAddress Address(F* function) {
     return reinterpret_cast<ExportAddress>(function);
@@ -242,6 +284,15 @@ const std::map<std::string, ExportAddress>& Exports() {
         {"WyPublishEvent", Address(PublishEvent)},
         {"WyPublishEventEx", Address(PublishEventEx)},
         {"WyGetDiskGarbage", Address(GetDiskGarbage)},
+        {"WySetProxy", Address(SetProxy)},
+        {"WySetIdentifier", Address(SetIdentifier)},
+        {"WySetIdentifierEx", Address(SetIdentifierEx)},
+        {"WySetReamerStatus", Address(SetReamerStatus)},
+        {"WySetDebugLog", Address(SetDebugLog)},
+        {"WyGetDebugLogFolder", Address(GetFolder)},
+        {"WyGetCacheFolder", Address(GetFolder)},
+        {"WySetProductLcid", Address(SetProductLcid)},
+        {"WySetInspectUrl", Address(SetInspectUrl)},
     };
     return s_exports;
 }

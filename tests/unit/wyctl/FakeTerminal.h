@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "wyctl/Terminal.h"
 
@@ -13,6 +15,10 @@ public:
     void Err(std::string_view text) override { err += text; }
     bool OutTakesColors() const override { return colors; }
     bool ErrIsInteractive() const override { return interactive; }
+    std::optional<std::string> ReadSecret(std::string_view text) override {
+        prompt = text;
+        return secret;
+    }
     bool WaitForInterrupt(std::uint32_t milliseconds) override {
         lastWait = milliseconds;
         ++waits;
@@ -24,6 +30,8 @@ public:
 
     std::string out;
     std::string err;
+    std::optional<std::string> secret;  // what a person types; none: there is no person
+    std::string prompt;                 // of the last question
     bool colors = false;
     bool interactive = false;
     std::uint32_t waits = 0;
