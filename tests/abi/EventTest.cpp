@@ -7,6 +7,7 @@
 
 #include "abi/EventInbox.h"
 #include "abi/SdkLibrary.h"
+#include "abi/ServiceFixture.h"
 #include "lib/wycommon/WyCommon_JsonDocument.h"
 #include "support/ServiceHost.h"
 
@@ -19,19 +20,8 @@ constexpr std::uint32_t kOtherEvent = 8;
 // Long enough for an event that should not come.
 constexpr std::chrono::milliseconds kAWhile{300};
 
-class Events : public testing::Test {
+class Events : public ServiceFixture {
 protected:
-    // One service and one session for all: each session opens an endpoint, and a process has room
-    // for some sixty.
-    static void SetUpTestSuite() {
-        s_pHost = std::make_unique<ServiceHost>();
-        s_pSession = std::make_unique<SdkSession>();
-        ASSERT_EQ(WY_S_OK, s_pSession->Code());
-    }
-    static void TearDownTestSuite() {
-        s_pSession.reset();
-        s_pHost.reset();
-    }
     void SetUp() override { Inbox().Reset(); }
     void TearDown() override {
         SDK(WyUnsubscribeEvent)(kEvent);
@@ -42,9 +32,6 @@ protected:
     static std::uint32_t Subscribe(std::uint32_t id) {
         return SDK(WySubscribeEvent)(id, EventInbox::Take);
     }
-
-    static inline std::unique_ptr<ServiceHost> s_pHost;
-    static inline std::unique_ptr<SdkSession> s_pSession;
 };
 
 TEST_F(Events, published_event_arrives_whole) {

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,10 +13,10 @@
 #include "Common/KrCommon/KrComn_Reg.h"
 #include "abi/EventInbox.h"
 #include "abi/SdkLibrary.h"
+#include "abi/ServiceFixture.h"
 #include "lib/wycommon/WyCommon_JsonDocument.h"
 #include "support/RegistryKey_win32.h"
 #include "support/RegistryValues_win32.h"
-#include "support/ServiceHost.h"
 #include "support/TemporaryFolder.h"
 
 namespace {
@@ -26,7 +25,6 @@ using test_support::ReadRegistryValues;
 using test_support::RegistryKey;
 using test_support::RegistryRefusal;
 using test_support::RegistryValues;
-using test_support::ServiceHost;
 using test_support::StoredNumber;
 using test_support::StoredText;
 using test_support::TemporaryFolder;
@@ -45,14 +43,15 @@ RegistryValues Stored(const std::wstring& subKey) {
     return ReadRegistryValues(kKey + subKey, ProductView());
 }
 
+void Clear() {
+    for (const wchar_t* sub : {L"\\Proxy", L"\\Reamer", L""})
+        RegDeleteKeyExW(HKEY_LOCAL_MACHINE, (kKey + sub).c_str(), ProductView(), 0);
+}
+
 class MachineSettings : public testing::Test {
 protected:
     void SetUp() override { Clear(); }
     void TearDown() override { Clear(); }
-    static void Clear() {
-        for (const wchar_t* sub : {L"\\Proxy", L"\\Reamer", L""})
-            RegDeleteKeyExW(HKEY_LOCAL_MACHINE, (kKey + sub).c_str(), ProductView(), 0);
-    }
 };
 
 TEST_F(MachineSettings, proxy_is_stored_with_its_account_enciphered) {
@@ -151,24 +150,13 @@ TEST_F(MachineSettings, reamer_status_is_stored_also_without_a_service) {
 
 constexpr std::uint32_t kReamerEvent = 32769;
 
-class MachineSettingsWithService : public MachineSettings {
+class MachineSettingsWithService : public ServiceFixture {
 protected:
-    static void SetUpTestSuite() {
-        s_pHost = std::make_unique<ServiceHost>();
-        s_pSession = std::make_unique<SdkSession>();
-        ASSERT_EQ(WY_S_OK, s_pSession->Code());
-    }
-    static void TearDownTestSuite() {
-        s_pSession.reset();
-        s_pHost.reset();
-    }
+    void SetUp() override { Clear(); }
     void TearDown() override {
         SDK(WyUnsubscribeEvent)(kReamerEvent);
-        MachineSettings::TearDown();
+        Clear();
     }
-
-    static inline std::unique_ptr<ServiceHost> s_pHost;
-    static inline std::unique_ptr<SdkSession> s_pSession;
 };
 
 TEST_F(MachineSettingsWithService, reamer_status_arrives_as_an_event) {
