@@ -1,6 +1,7 @@
 #include "wyctl/ConsoleTerminal_win32.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 
 #include "Common/KrCommon/KrComn_String.h"
@@ -32,7 +33,7 @@ bool IsConsole(HANDLE handle) {
 constexpr std::size_t kConsolePiece = 8000;
 constexpr std::size_t kFilePiece = 1U << 20;
 // More than anyone types in a line.
-constexpr DWORD kSecretSize = 1024;
+constexpr std::size_t kSecretSize = 1024;
 
 void WriteConsoleText(HANDLE handle, std::string_view text) {
     const std::wstring whole = KrCommon::String::FromUtf8(text);
@@ -63,6 +64,46 @@ void WriteText(HANDLE handle, std::string_view text) {
         WriteConsoleText(handle, text);
     } else {
         WriteBytes(handle, text);
+    }
+}
+
+// The next key that gives a character; nothing when Ctrl+C came first.
+std::optional<wchar_t> NextCharacter(HANDLE input) {
+    const HANDLE handles[] = {g_hInterrupt, input};
+    while (WaitForMultipleObjects(2, handles, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) {
+        INPUT_RECORD record;
+        DWORD count = 0;
+        if (ReadConsoleInputW(input, &record, 1, &count) == FALSE || count == 0) {
+            break;
+        }
+        const KEY_EVENT_RECORD& key = record.Event.KeyEvent;
+        if (record.EventType == KEY_EVENT && key.bKeyDown != FALSE &&
+            key.uChar.UnicodeChar != L'\0') {
+            return key.uChar.UnicodeChar;
+        }
+    }
+    return std::nullopt;
+}
+
+// Takes what is typed up to the end of the line, key by key: read so, nothing is shown, and Ctrl+C
+// ends it at once. Returns the length, nothing for Ctrl+C. Raises Failure for what does not fit.
+std::optional<std::size_t> ReadKeys(HANDLE input, wchar_t (&line)[kSecretSize]) {
+    std::size_t length = 0;
+    for (;;) {
+        const std::optional<wchar_t> key = NextCharacter(input);
+        if (!key) {
+            return std::nullopt;
+        }
+        if (*key == L'\r' || *key == L'\n') {
+            return length;
+        }
+        if (*key == L'\b') {
+            length -= length > 0 ? 1 : 0;
+        } else if (length < kSecretSize) {
+            line[length++] = *key;
+        } else {
+            throw Failure("so long a password must come from a file");
+        }
     }
 }
 
@@ -103,25 +144,18 @@ bool ConsoleTerminal::ErrIsInteractive() const {
 std::optional<std::string> ConsoleTerminal::ReadSecret(std::string_view prompt) {
     const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
     DWORD mode = 0;
-    if (GetConsoleMode(input, &mode) == FALSE ||
-        SetConsoleMode(input, (mode | ENABLE_LINE_INPUT | ENABLE_PROCESSED_INPUT) &
-                                  ~static_cast<DWORD>(ENABLE_ECHO_INPUT)) == FALSE) {
+    if (GetConsoleMode(input, &mode) == FALSE) {
         return std::nullopt;
     }
     Err(prompt);
     wchar_t line[kSecretSize];
     const KrCommon::WipeAtEnd wipe(line, sizeof line);
-    DWORD length = 0;
-    const BOOL read = ReadConsoleW(input, line, kSecretSize, &length, nullptr);
-    SetConsoleMode(input, mode);
+    const std::optional<std::size_t> length = ReadKeys(input, line);
     Err("\n");
-    // Ctrl+C ends the reading before its handler has run.
-    if (read == FALSE || length == 0 || WaitForInterrupt(0)) {
+    if (!length) {
         throw Cancelled("no password was given");
     }
-    std::wstring_view text(line, length);
-    text = text.substr(0, text.find_first_of(L"\r\n"));
-    return KrCommon::String::ToUtf8(text);
+    return KrCommon::String::ToUtf8(std::wstring_view(line, *length));
 }
 
 bool ConsoleTerminal::WaitForInterrupt(std::uint32_t milliseconds) {
