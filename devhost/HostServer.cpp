@@ -191,7 +191,7 @@ void HostServer::Mail(Exchange& exchange, const FaultPlan& plan) {
     } else if (mail.destination == kDestinationMonitor && mail.mailId == kMailMonitorConnection) {
         exchange.reply.json = MonitorConnection(exchange);
     } else if (mail.destination == kDestinationFeedback) {
-        exchange.reply.json = L"{}\n";
+        exchange.reply.json = TakeFeedback(mail);
     } else {
         exchange.reply.mailResult = KrCommon::Result::kNotFound;
         exchange.reply.json = L"{}\n";
@@ -222,6 +222,17 @@ std::wstring HostServer::CallApi(const Exchange& exchange, const FaultPlan& plan
     if (plan.omitData)
         root.removeMember("data");
     return ToText(std::move(root));
+}
+
+std::wstring HostServer::TakeFeedback(const HostMail& mail) {
+    JsonDocument report;
+    std::wstring text = L"no JSON text";
+    if (report.Parse(mail.json) == JsonDocument::kOk) {
+        text = report.ToCompactString();
+        text.pop_back();  // the line end
+    }
+    WY_LOG_INFO << L"feedback " << mail.mailId << L", pid " << mail.processId << L": " << text;
+    return L"{}\n";
 }
 
 std::wstring HostServer::MonitorConnection(const Exchange& exchange) const {

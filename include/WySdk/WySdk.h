@@ -1000,6 +1000,31 @@ uint32_t WYAPI WyGetCacheFolder(wchar_t* buffer, uint32_t* size);
 /* Asks the service to look for an update. Since 3.1. */
 uint32_t WYAPI WyUpdate(void);
 
+/*
+ * Deploys a downloaded update: copies its files beside the folder of the product at once, and has
+ * them moved into it at the next start of the system.
+ *
+ * The copies lie in a folder beside that of the product, with its name and "AuTemp" behind it. The
+ * next start replaces each file of the product that the update has, adds what is new, and removes
+ * the copies. Nothing is undone after a failure: what was copied stays, and the next deployment
+ * takes it along.
+ *
+ * The outcome, success as well, is reported to the service where the product's configuration wants
+ * it; with no service there the call returns late, with its own result. While the call runs the
+ * main debug log is kept in the folder for temporary files: no other function of the library may
+ * be running. Needs no session, and write access to the product's folder and the one above it.
+ * Without an installed product the copies go to "AuTemp" in the present folder of the process and
+ * nothing is queued.
+ *
+ *   downloadPath   the folder that holds the update, with or without a backslash at its end
+ *
+ * Returns WY_S_OK when all is copied and queued; a file that the system does not queue is left out
+ * and logged. WY_E_INVALID_ARGUMENT for NULL, WY_E_BAD_PATH for a path that does not exist, a
+ * member of WY_E_SYSTEM_FAMILY when copying or listing failed, WY_E_OUT_OF_MEMORY.
+ * Since 3.1.
+ */
+uint32_t WYAPI WyAuDeploy(const wchar_t* downloadPath);
+
 /* ---------------------------------------------------------------------------------------------
  * Service control
  *

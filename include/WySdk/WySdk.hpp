@@ -346,6 +346,9 @@ inline result<std::wstring> cache() {
 inline result<void> update() {
     return result<void>(WyUpdate());
 }
+inline result<void> deploy_update(const wchar_t* download_path) {
+    return result<void>(WyAuDeploy(download_path));
+}
 
 namespace service {
 
