@@ -14,8 +14,9 @@ namespace test_support {
 class ServiceHost {
 public:
     // Returns when the host listens. `faults` is a script of misbehaviour, as --fault takes it,
-    // `mode` the product identity, as --mode takes it.
-    explicit ServiceHost(const std::wstring& faults = {}, int mode = 0);
+    // `mode` the product identity, as --mode takes it, `log` the file of its log lines.
+    explicit ServiceHost(const std::wstring& faults = {}, int mode = 0,
+                         const std::wstring& log = {});
     ServiceHost(const ServiceHost&) = delete;
     ServiceHost& operator=(const ServiceHost&) = delete;
     ~ServiceHost();
@@ -29,7 +30,7 @@ public:
     void* Process() const { return m_hProcess; }
 
 private:
-    void Start(const std::wstring& faults, int mode);
+    void Start(const std::wstring& faults, int mode, const std::wstring& log);
 
     std::wstring m_strName;
     void* m_hReady;

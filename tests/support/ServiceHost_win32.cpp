@@ -19,11 +19,11 @@ std::wstring NewName() {
 
 }  // namespace
 
-ServiceHost::ServiceHost(const std::wstring& faults, int mode)
+ServiceHost::ServiceHost(const std::wstring& faults, int mode, const std::wstring& log)
     : m_strName(NewName()),
       m_hReady(CreateEventW(nullptr, TRUE, FALSE, (m_strName + L".ready").c_str())),
       m_hStop(CreateEventW(nullptr, TRUE, FALSE, (m_strName + L".stop").c_str())) {
-    Start(faults, mode);
+    Start(faults, mode, log);
     const HANDLE either[] = {m_hReady, m_hProcess};
     if (WaitForMultipleObjects(2, either, FALSE, kPatienceMs) != WAIT_OBJECT_0)
         throw std::runtime_error("the service host does not come up");
@@ -38,7 +38,7 @@ ServiceHost::~ServiceHost() {
     CloseHandle(m_hStop);
 }
 
-void ServiceHost::Start(const std::wstring& faults, int mode) {
+void ServiceHost::Start(const std::wstring& faults, int mode, const std::wstring& log) {
     std::wstring commandLine =
         L"\"" + (ProgramFolder() / L"WySvcHost.exe").wstring() + L"\" --ready-event " + m_strName +
         L".ready --stop-event " + m_strName + L".stop --parent " +
@@ -51,6 +51,8 @@ void ServiceHost::Start(const std::wstring& faults, int mode) {
             commandLine += c == L'"' ? std::wstring(L"\\\"") : std::wstring(1, c);
         commandLine += L"\"";
     }
+    if (!log.empty())
+        commandLine += L" --log \"" + log + L"\"";
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};

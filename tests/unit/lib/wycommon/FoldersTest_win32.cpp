@@ -12,6 +12,7 @@
 #include "support/IatPatch.h"
 #include "support/PendingMoves_win32.h"
 #include "support/SmallStack_win32.h"
+#include "support/SystemStart_win32.h"
 
 namespace {
 
@@ -458,25 +459,6 @@ TEST_F(MoveAfterReboot, results) {
 
 // ---- the next start of the system
 
-// Starts the system anew as far as Wine has that: without ending a program, it carries out what
-// is pending.
-bool RunSystemStart() {
-    wchar_t system[MAX_PATH] = {};
-    GetSystemDirectoryW(system, MAX_PATH);
-    std::wstring command = std::wstring(system) + L"\\wineboot.exe";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                       &startup, &process) == 0) {
-        return false;
-    }
-    const bool ended = WaitForSingleObject(process.hProcess, 60000) == WAIT_OBJECT_0;
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return ended;
-}
-
 TEST_F(MoveAfterReboot, next_start_moves_and_deletes_what_is_pending) {
     PutFolder(L"s");
     PutFile(L"s\\a", "new");
@@ -499,7 +481,7 @@ TEST_F(MoveAfterReboot, next_start_moves_and_deletes_what_is_pending) {
     EXPECT_EQ(Content(L"t\\a"), "old");
     EXPECT_TRUE(IsFile(L"gone\\inner\\locked"));
 
-    if (!RunSystemStart()) {
+    if (!test_support::RunSystemStart()) {
         GTEST_SKIP() << "no wineboot.exe: a start of the system cannot be had inside a test";
     }
     EXPECT_EQ(test_support::PendingMoves(), Moves{});
