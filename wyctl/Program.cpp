@@ -11,6 +11,7 @@
 #include "wyctl/Batch.h"
 #include "wyctl/CommandLine_Service.h"
 #include "wyctl/CommandLine_Settings.h"
+#include "wyctl/CommandLine_Update.h"
 #include "wyctl/CommandRegistry.h"
 #include "wyctl/CommandText.h"
 #include "wyctl/Commands.h"
@@ -114,6 +115,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults)
     AddJsonDb();
     AddServiceCommands(m_Commands);
     AddSettingsCommands(m_Commands);
+    AddUpdateCommands(m_Commands);
     AddBatch();
 }
 
