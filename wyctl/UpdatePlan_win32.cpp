@@ -44,11 +44,13 @@ Tree List(const std::wstring& folder) {
     WIN32_FIND_DATAW found;
     for (std::size_t i = 0; i < heads.size(); ++i) {
         const std::wstring head = heads[i];
-        const std::wstring path = JoinPath(folder, head);
+        std::wstring path = JoinPath(folder, head);
         const KrCommon::Storage::FileFind find(JoinPath(path, L"*"), found);
         if (!find.IsOpen()) {
+            const DWORD error = GetLastError();
+            KrCommon::String::RemoveSeparator(path);
             throw Failure(fmt::format("{} cannot be listed, error {}", ToUtf8(path),
-                                      static_cast<unsigned long>(GetLastError())));
+                                      static_cast<unsigned long>(error)));
         }
         do {
             if (KrCommon::Storage::IsDots(found)) {

@@ -198,6 +198,9 @@ std::uint32_t WYAPI PublishEvent(std::uint32_t event) {
 std::uint32_t WYAPI PublishEventEx(std::uint32_t event, const wchar_t* json) {
     return Record("WyPublishEventEx", fmt::format("{}, {}", event, Show(json)));
 }
+std::uint32_t WYAPI AuDeploy(const wchar_t* path) {
+    return Record("WyAuDeploy", Show(path));
+}
 std::uint32_t WYAPI GetDiskGarbage(const wchar_t* id, const wchar_t* items, wchar_t** data) {
     return Record("WyGetDiskGarbage", fmt::format("{}, {}, {}", Show(id), Show(items),
                                                   data == nullptr ? "null" : "pointer"));
@@ -283,6 +286,7 @@ const std::map<std::string, ExportAddress>& Exports() {
         {"WyUnsubscribeEvent", Address(UnsubscribeEvent)},
         {"WyPublishEvent", Address(PublishEvent)},
         {"WyPublishEventEx", Address(PublishEventEx)},
+        {"WyAuDeploy", Address(AuDeploy)},
         {"WyGetDiskGarbage", Address(GetDiskGarbage)},
         {"WySetProxy", Address(SetProxy)},
         {"WySetIdentifier", Address(SetIdentifier)},
