@@ -40,7 +40,7 @@ public:
     ~Pauses() { s_pCurrent = nullptr; }
 
     // What a second of a pause lasts.
-    DWORD secondMs = 50;
+    DWORD secondMs = 100;
     // What happens in a pause; they count from 1.
     std::function<void(std::size_t count, DWORD milliseconds)> during;
     std::vector<DWORD> made;

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <span>
+
 #include "support/FakeServiceManager_win32.h"
 #include "support/LogRecorder.h"
 #include "utilMode/FrwkMode.h"
@@ -26,6 +28,15 @@ const std::wstring kOpenStop = L"OpenEvent Global\\WATCHDOG_EVENT_STOP_SERVICEWy
 const std::wstring kConnect = L"OpenSCManager 80000000";
 const std::wstring kOpen = L"OpenService Wyvarion Host Service 80000000";
 
+// A call that fails, and what becomes of it.
+struct Failure {
+    const char* function;
+    DWORD error;
+    std::uint32_t result;
+    const wchar_t* line;
+    std::vector<std::wstring> calls;
+};
+
 class Watchdog : public ::testing::Test {
 protected:
     void SetUp() override { Frwk::Mode::SetWyvarionId(L"Wyvarion"); }
@@ -41,18 +52,21 @@ protected:
         EXPECT_EQ(m_Log.Lines()[0].text, text);
     }
 
+    // Runs something with each of the failures.
+    void ExpectEach(std::span<const Failure> rows, std::uint32_t (*run)()) {
+        for (const Failure& row : rows) {
+            m_Manager.failures = {{row.function, row.error}};
+            m_Manager.calls.clear();
+            m_Log.Clear();
+            EXPECT_EQ(run(), row.result) << row.function;
+            EXPECT_EQ(m_Manager.calls, row.calls) << row.function;
+            ExpectOneLine(kError, row.line);
+        }
+    }
+
     FakeWatchdog m_Manager;
     // The identity has debug lines of its own.
     LogRecorder m_Log{kError | kWarning | KrCommon::LogLevel::kInformation};
-};
-
-// A call that fails, and what becomes of it.
-struct Failure {
-    const char* function;
-    DWORD error;
-    std::uint32_t result;
-    const wchar_t* line;
-    std::vector<std::wstring> calls;
 };
 
 // ---- start
@@ -170,14 +184,7 @@ TEST_F(Watchdog, start_tells_each_step_that_fails) {
          {kOpenStart, L"SetEvent", kConnect, kOpen, L"Query", L"Close service", L"Close manager",
           L"Close event"}},
     };
-    for (const Failure& row : rows) {
-        m_Manager.failures = {{row.function, row.error}};
-        m_Manager.calls.clear();
-        m_Log.Clear();
-        EXPECT_EQ(StartWatchdogService(120), row.result) << row.function;
-        EXPECT_EQ(m_Manager.calls, row.calls) << row.function;
-        ExpectOneLine(kError, row.line);
-    }
+    ExpectEach(rows, [] { return StartWatchdogService(120); });
 }
 
 // ---- stop
@@ -252,14 +259,7 @@ TEST_F(Watchdog, stop_tells_each_step_that_fails) {
          {kOpenStop, L"SetEvent", kConnect, kOpen, L"Query", L"Close service", L"Close manager",
           L"Close event"}},
     };
-    for (const Failure& row : rows) {
-        m_Manager.failures = {{row.function, row.error}};
-        m_Manager.calls.clear();
-        m_Log.Clear();
-        EXPECT_EQ(StopWatchdogService(1, 120), row.result) << row.function;
-        EXPECT_EQ(m_Manager.calls, row.calls) << row.function;
-        ExpectOneLine(kError, row.line);
-    }
+    ExpectEach(rows, [] { return StopWatchdogService(1, 120); });
 }
 
 // ---- a service by its name
@@ -369,14 +369,7 @@ TEST_F(Watchdog, named_start_tells_each_step_that_fails) {
          {kConnectToStart, kOpenX, L"Query", L"StartService 0", L"Close service",
           L"Close manager"}},
     };
-    for (const Failure& row : rows) {
-        m_Manager.failures = {{row.function, row.error}};
-        m_Manager.calls.clear();
-        m_Log.Clear();
-        EXPECT_EQ(StartServiceByName(L"x"), row.result) << row.function;
-        EXPECT_EQ(m_Manager.calls, row.calls) << row.function;
-        ExpectOneLine(kError, row.line);
-    }
+    ExpectEach(rows, [] { return StartServiceByName(L"x"); });
 }
 
 TEST_F(Watchdog, question_that_fails_during_a_wait_is_told_with_its_own_error) {
