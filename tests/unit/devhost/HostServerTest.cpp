@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "Common/KrCommon/KrComn_Result.h"
+#include "support/LogRecorder.h"
 #include "unit/devhost/TestJson.h"
 #include "unit/devhost/WireHelpers.h"
 
@@ -129,6 +130,17 @@ TEST_F(HostServerFixture, feedback_mail_is_taken) {
     const Reply reply = SendMail(WireHelpers::Mail(0x4e0010, 5, L"{}"));
     EXPECT_EQ(reply.mailResult, kSuccess);
     EXPECT_EQ(reply.json, L"{}\n");
+}
+
+TEST_F(HostServerFixture, feedback_mail_is_noted_in_the_log) {
+    const test_support::LogRecorder log;
+    const std::wstring report = L"{\"type\": 1, \"path\": \"C:\\\\\u00e4\\n%s\"}";
+    SendMail(WireHelpers::Mail(0x4e0010, 36870, report));
+    SendMail(WireHelpers::Mail(0x4e0010, 7, L"{"));
+    EXPECT_TRUE(log.Has(1,
+                        L"WySvcHost: [INFO] feedback 36870, pid 4711: "
+                        L"{\"path\":\"C:\\\\\\u00e4\\n%s\",\"type\":1}"));
+    EXPECT_TRUE(log.Has(1, L"WySvcHost: [INFO] feedback 7, pid 4711: no JSON text"));
 }
 
 TEST_F(HostServerFixture, monitor_gets_a_handle_at_the_root_of_the_answer) {
