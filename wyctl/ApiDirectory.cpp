@@ -35,10 +35,16 @@ struct OwnExport {
 };
 
 constexpr OwnExport kOwnExports[] = {
-    {"WyGetCacheFolder", "where"},       {"WyGetDebugLogFolder", "debuglog"},
-    {"WySetDebugLog", "debuglog"},       {"WySetIdentifier", "identifier"},
-    {"WySetIdentifierEx", "identifier"}, {"WySetProxy", "proxy"},
+    {"WyAuDeploy", "update deploy"},
+    {"WyGetCacheFolder", "where"},
+    {"WyGetDebugLogFolder", "debuglog"},
+    {"WySetDebugLog", "debuglog"},
+    {"WySetIdentifier", "identifier"},
+    {"WySetIdentifierEx", "identifier"},
+    {"WySetProxy", "proxy"},
     {"WySetReamerStatus", "reamer"},
+    {"WyStartService", "service start"},
+    {"WyStopService", "service stop"},
 };
 
 ArgumentType TypeOfRow(std::uint32_t paramType) {

@@ -15,7 +15,8 @@
 class CKrRpcClientHelper;
 
 // Held by subscription calls and event dispatch for their whole length, also across the remote
-// call and across the application's callback, and by WySetProxy. Not recursive.
+// call and across the application's callback, and by WySetProxy, WyStartService and WyStopService.
+// Not recursive.
 extern boost::mutex g_ApiMutex;
 
 // The callback of each event that the service has accepted a subscription for. Guarded by

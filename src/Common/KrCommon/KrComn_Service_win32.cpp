@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "Common/KrCommon/KrComn_ErrorCode.h"
+#include "Common/KrCommon/KrComn_ErrorOut.h"
 #include "Common/KrCommon/KrComn_Service.h"
 
 namespace KrCommon::Service {
@@ -8,12 +9,6 @@ namespace KrCommon::Service {
 namespace {
 
 static_assert(sizeof(SERVICE_STATUS) == Base::kStatusWords * sizeof(std::uint32_t));
-
-bool Fail(std::uint32_t* error, std::uint32_t code) {
-    if (error != nullptr)
-        *error = code;
-    return false;
-}
 
 void CloseOne(SC_HANDLE& handle) {
     if (handle != nullptr && CloseServiceHandle(handle) != 0)

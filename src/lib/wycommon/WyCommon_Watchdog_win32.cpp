@@ -1,7 +1,6 @@
 #include "lib/wycommon/WyCommon_Watchdog.h"
 
-#include <memory>
-
+#include "Common/KrCommon/KrComn_Handle.h"
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Result.h"
 #include "Common/KrCommon/KrComn_Service.h"
@@ -22,10 +21,7 @@ constexpr std::uint32_t kRoundMs = 1000;
 constexpr std::uint32_t kRounds = 120;
 constexpr std::uint32_t kSettleMs = 1000;  // between the end of a service and its next start
 
-struct HandleCloser {
-    void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<void, HandleCloser>;
+using Handle = KrCommon::UniqueHandle;
 
 // `format` takes the error as its one argument.
 std::uint32_t Fail(const wchar_t* format, std::uint32_t error) {
