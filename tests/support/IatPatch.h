@@ -33,6 +33,18 @@ public:
         return nullptr;
     }
 
+    // Calls `action(library, function)` for each function that the module imports by name.
+    template <class Action>
+    void ForEach(Action action) const {
+        for (const IMAGE_IMPORT_DESCRIPTOR* import = Imports(); import->Name != 0; ++import) {
+            const auto* name = At<IMAGE_THUNK_DATA>(import->OriginalFirstThunk);
+            for (; name->u1.AddressOfData != 0; ++name) {
+                if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal))
+                    action(At<char>(import->Name), ImportedName(*name));
+            }
+        }
+    }
+
 private:
     template <class Type>
     Type* At(std::size_t offset) const {

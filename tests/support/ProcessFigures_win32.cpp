@@ -90,8 +90,12 @@ PROCESS_MEMORY_COUNTERS MemoryCounters() {
 
 ProcessFigures ProcessFigures::Now() {
     // The listing opens and closes a handle of its own, so the handles come first.
-    const auto handles = static_cast<std::int64_t>(ListHandles().size());
+    const std::int64_t handles = CountHandles();
     return {handles, CountThreads(), static_cast<std::int64_t>(MemoryCounters().PagefileUsage)};
+}
+
+std::int64_t CountHandles() {
+    return static_cast<std::int64_t>(ListHandles().size());
 }
 
 std::int64_t PeakWorkingSetBytes() {
