@@ -40,9 +40,10 @@ void CRPCClient::Create(const CComponentID& component, const CIPCParameter& para
                              RpcText(endpoint), nullptr, &text);
     m_pszStringBinding = reinterpret_cast<wchar_t*>(text);
     WY_LOG_INFO << L"binding string: " << m_pszStringBinding;
-    RpcBindingFromStringBindingW(text, &m_hBinding);
+    // Without a text or a binding the first request fails: the runtime faults on either as null.
+    if (text != nullptr)
+        RpcBindingFromStringBindingW(text, &m_hBinding);
     WY_LOG_INFO << L"register with SSP ";
-    // The runtime faults on a null handle instead of refusing it. The first request fails then.
     if (m_hBinding == nullptr)
         return;
     const bool pipe = RpcProtocol::Equal(protocol, RpcProtocol::kNamedPipe);

@@ -155,6 +155,15 @@ TEST_F(Fault, call_without_a_binding_gives_invalid_binding) {
     EXPECT_EQ(0xe0010000u | RPC_S_INVALID_BINDING, AskForLoad());
 }
 
+RPC_STATUS RPC_ENTRY NoBindingText(RPC_WSTR, RPC_WSTR, RPC_WSTR, RPC_WSTR, RPC_WSTR, RPC_WSTR*) {
+    return RPC_S_OUT_OF_MEMORY;
+}
+
+TEST_F(Fault, call_without_the_text_of_a_binding_gives_invalid_binding) {
+    const IatPatch patch = Replace("rpcrt4.dll", "RpcStringBindingComposeW", NoBindingText);
+    EXPECT_EQ(0xe0010000u | RPC_S_INVALID_BINDING, AskForLoad());
+}
+
 RPC_STATUS RPC_ENTRY DuplicateEndpoint(RPC_WSTR, unsigned int, RPC_WSTR, void*) {
     return RPC_S_DUPLICATE_ENDPOINT;
 }
