@@ -11,8 +11,8 @@
 
 namespace test_support {
 
-// Stands in for what the test program imports of the service manager, and for Sleep, as long as it
-// lives. One at a time.
+// Stands in for what a module imports of the service manager, and for Sleep, as long as it lives.
+// One at a time.
 class FakeServiceManager {
 public:
     // What the service answers to each question for its state, and to all that follow.
@@ -27,7 +27,10 @@ public:
     // Handles given out and not closed yet.
     int openHandles = 0;
 
-    FakeServiceManager() { s_pCurrent = this; }
+    // In the place of what this module imports, the test program unless another one is given.
+    explicit FakeServiceManager(HMODULE module = GetModuleHandleW(nullptr)) : m_hProgram(module) {
+        s_pCurrent = this;
+    }
     FakeServiceManager(const FakeServiceManager&) = delete;
     FakeServiceManager& operator=(const FakeServiceManager&) = delete;
     ~FakeServiceManager() { s_pCurrent = nullptr; }
@@ -64,7 +67,7 @@ protected:
         return text;
     }
 
-    HMODULE m_hProgram = GetModuleHandleW(nullptr);
+    HMODULE m_hProgram;
 
 private:
     static FakeServiceManager& Current() { return *s_pCurrent; }
