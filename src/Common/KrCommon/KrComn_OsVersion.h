@@ -56,9 +56,20 @@ struct Record {
 // The conditions that other code asks for by name; all of them stand with their numbers in
 // KrComn_OsVersion.cpp.
 namespace Condition {
+constexpr std::uint32_t kNt52Workstation = 6;
+constexpr std::uint32_t kNt60 = 10;
+constexpr std::uint32_t kNt61 = 13;
+constexpr std::uint32_t kNt62 = 16;
+constexpr std::uint32_t kNt63 = 19;
+constexpr std::uint32_t kNt100 = 22;
 constexpr std::uint32_t kNt50OrLater = 102;
 constexpr std::uint32_t kNt51OrLater = 103;
+constexpr std::uint32_t kNt51Pack2OrLater = 104;
 constexpr std::uint32_t kNt60OrLater = 106;
+constexpr std::uint32_t kNt60OrLaterButMinor0 = 109;  // no 6.0 and no 10.0
+constexpr std::uint32_t kNt62OrLater = 111;
+constexpr std::uint32_t kNt63OrLater = 112;
+constexpr std::uint32_t kServer = 114;  // no domain controller
 }  // namespace Condition
 
 // True when the record meets a condition. A number that names no condition is met by none.

@@ -33,6 +33,9 @@ constexpr std::uint32_t kTrackingIdExists = 0xe0ff001c;
 constexpr std::uint32_t kOutOfMemory = 0xe0ff001e;
 constexpr std::uint32_t kWrongContextKind = 0xe0ff001f;
 
+// The system check refused this machine.
+constexpr std::uint32_t kSystemRefused = 0xe00e0012;
+
 // The answer of a service that does not know this client.
 constexpr std::uint32_t kUnknownClient = 0xe0010803;
 
