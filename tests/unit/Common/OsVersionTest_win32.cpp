@@ -12,6 +12,7 @@
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "support/ProgramOutput_win32.h"
+#include "support/ReportedVersion_win32.h"
 #include "support/RunProgram.h"
 #include "support/TemporaryFolder.h"
 
@@ -69,35 +70,11 @@ Numbers WithBits(const char* text, bool is64Bit) {
     return numbers;
 }
 
-// Tells the system to appear to one program as another version; taken back at the end.
-class ReportedVersion {
-public:
-    ReportedVersion(const std::wstring& program, const std::wstring& version)
-        : m_Path(L"Software\\Wine\\AppDefaults\\" + program) {
-        HKEY key = nullptr;
-        RegCreateKeyExW(HKEY_CURRENT_USER, m_Path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                        &key, nullptr);
-        RegSetValueExW(key, L"Version", 0, REG_SZ, reinterpret_cast<const BYTE*>(version.c_str()),
-                       static_cast<DWORD>((version.size() + 1) * sizeof(wchar_t)));
-        RegCloseKey(key);
-    }
-    ReportedVersion(const ReportedVersion&) = delete;
-    ReportedVersion& operator=(const ReportedVersion&) = delete;
-    ~ReportedVersion() { RegDeleteKeyW(HKEY_CURRENT_USER, m_Path.c_str()); }
-
-private:
-    std::wstring m_Path;
-};
-
-bool RunsUnderWine() {
-    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 TEST(OsVersion, of_each_system_that_wine_can_appear_as) {
-    if (!RunsUnderWine())
+    if (!test_support::RunsUnderWine())
         GTEST_SKIP() << "only Wine appears to a program as another system";
     const struct {
-        const wchar_t* version;  // Wine's name; "win7" and "win2008r2" are exchanged there
+        const wchar_t* version;  // Wine's name
         const char* conditions;
         const char* name;
     } rows[] = {
@@ -124,7 +101,7 @@ TEST(OsVersion, of_each_system_that_wine_can_appear_as) {
         const std::wstring program = std::wstring(L"WyOsProbe_") + row.version + L".exe";
         fs::copy_file(test_support::ProgramFolder() / "OsVersionProbe.exe",
                       folder.Path() / program);
-        const ReportedVersion reported(program, row.version);
+        const test_support::ReportedVersion reported(program, row.version);
         Report report = Probe(folder.Path() / program, "lookups");
         EXPECT_EQ(NumbersIn(report["conditions"]), WithBits(row.conditions, SystemIs64Bit()));
         EXPECT_EQ(report["name"], row.name);
