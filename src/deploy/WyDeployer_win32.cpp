@@ -1,0 +1,7 @@
+#include "deploy/WyDeployer.h"
+
+namespace WyDeployHelper::DeployCommon {
+
+CWyDeployer::CWyDeployer() : CWyDeployer(DeployMachine::OfSystem()) {}
+
+}  // namespace WyDeployHelper::DeployCommon
