@@ -20,10 +20,11 @@
 // whatever it says. That is meant so: only the values below a key can be for one platform alone.
 //
 // A manifest is trusted like the programs that come with it; it is not kept inside its two folders.
-// "..", in SourceDir, TargetDir and Name alike, goes up and out, also where something is deleted,
-// and an empty TargetDir is the product's folder itself. An absolute path or a device is appended
-// to the folder like any other text, which gives a name that no file has: such a source is missing,
-// such a target cannot be written.
+// ".." in SourceDir and TargetDir goes up and out, and so it does in the Name of a file that is
+// deleted; an empty TargetDir is the product's folder itself. A Name with a folder in it is found,
+// but cannot be copied. An absolute path or a device is appended to the folder like any other
+// text, which gives a name that no file can have: such a source is missing, such a target cannot be
+// written.
 
 #include <cstdint>
 #include <string>
