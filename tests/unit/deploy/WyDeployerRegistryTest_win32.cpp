@@ -308,7 +308,7 @@ TEST_F(DeployedRegistry, refused_copies) {
 }
 
 TEST_F(DeployedRegistry, refused_deletions) {
-    PutFile(L"i\\a");
+    PutFile(L"i\\a", "a", FILE_ATTRIBUTE_READONLY);
     PutFolder(L"i\\d");
     PutFile(L"i\\d\\x");
     const auto before = test_support::PendingMoves();
