@@ -33,6 +33,13 @@ constexpr std::uint32_t kTrackingIdExists = 0xe0ff001c;
 constexpr std::uint32_t kOutOfMemory = 0xe0ff001e;
 constexpr std::uint32_t kWrongContextKind = 0xe0ff001f;
 
+// Set-up: what could not be made or removed, or started.
+constexpr std::uint32_t kShortcutsNotRemoved = 0xe00e0001;
+constexpr std::uint32_t kShortcutsNotCreated = 0xe00e0002;
+constexpr std::uint32_t kAutoRunNotWritten = 0xe00e0004;
+constexpr std::uint32_t kAutoRunNotRemoved = 0xe00e0005;
+constexpr std::uint32_t kSessionAgentNotStarted = 0xe00e0010;
+
 // The system check refused this machine.
 constexpr std::uint32_t kSystemRefused = 0xe00e0012;
 
