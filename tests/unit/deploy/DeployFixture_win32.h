@@ -24,14 +24,26 @@ const std::wstring kRunKey = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run
 
 using Lines = std::vector<std::wstring>;
 
+// Deletes a key under HKEY_LOCAL_MACHINE with all that is below it, in the view of the product.
+inline void DeleteTree(const std::wstring& path) {
+    const REGSAM view = KrCommon::Storage::Reg::ProductView() != 0 ? KEY_WOW64_64KEY : 0;
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_ALL_ACCESS | view, &key) !=
+        ERROR_SUCCESS)
+        return;
+    RegDeleteTreeW(key, nullptr);
+    RegCloseKey(key);
+    RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), view, 0);
+}
+
 class DeployFixture : public ::testing::Test {
 protected:
     void SetUp() override {
         Frwk::Mode::SetWyvarionId(kId);
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kProductKey.c_str());
+        DeleteTree(kProductKey);
     }
     void TearDown() override {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, kProductKey.c_str());
+        DeleteTree(kProductKey);
         Frwk::Mode::SetWyvarionId(L"Wyvarion");
     }
 

@@ -29,7 +29,7 @@ class DeployIdentity : public deploy_test::DeployFixture {
 protected:
     void TearDown() override {
         for (const std::wstring& key : {kFirstEntry, kSecondEntry, kSharedKey})
-            RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
+            deploy_test::DeleteTree(key);
         DeployFixture::TearDown();
     }
 };

@@ -100,8 +100,8 @@ protected:
     void TearDown() override {
         UninstallWySvc();
         RemoveAutoRun();
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, deploy_test::kProductKey.c_str());
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\KorvexData\\Reamer");
+        deploy_test::DeleteTree(deploy_test::kProductKey);
+        deploy_test::DeleteTree(L"SOFTWARE\\KorvexData\\Reamer");
         DeleteFileW(L"C:\\windows\\temp\\DeployTestTemp.dat");
         Frwk::Mode::SetWyvarionId(L"Wyvarion");
     }

@@ -104,13 +104,7 @@ TEST_F(DeployAgent, plain_start_is_hidden_in_the_install_folder_and_not_waited_f
     EXPECT_EQ(StartWySessionAgent(L"C:\\Inst dir", 3, false), kSuccess);
     EXPECT_THAT(m_Processes.starts, ElementsAre(Line(3) + L"|C:\\Inst dir|8000200"));
     EXPECT_THAT(m_Processes.waits, IsEmpty());
-    EXPECT_TRUE(m_Processes.hasProcessAttributes);
-    EXPECT_FALSE(m_Processes.hasThreadAttributes);
-    EXPECT_FALSE(m_Processes.inherits);
-    EXPECT_FALSE(m_Processes.hasEnvironment);
-    EXPECT_EQ(m_Processes.startup.cb, sizeof(STARTUPINFOW));
-    EXPECT_EQ(m_Processes.startup.dwFlags, 1U);
-    EXPECT_EQ(m_Processes.startup.wShowWindow, 0);
+    m_Processes.ExpectHidden();
     EXPECT_THAT(Log(), ElementsAre(L"4096 [DEBUG] Use KrCommon::Process::InvokeProcess to start "
                                    L"WySessionAgent. Commandline: " +
                                    Line(3)));

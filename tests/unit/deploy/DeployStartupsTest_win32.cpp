@@ -269,13 +269,7 @@ TEST_F(DeployStartups, shortcut_tool_runs_hidden_to_its_end) {
     m_Processes.exitCode = 77;
     EXPECT_TRUE(ShortcutsConfig(m_Dir, L"-Create")) << "the exit code plays no part";
     EXPECT_THAT(m_Processes.waits, ElementsAre(INFINITE));
-    EXPECT_TRUE(m_Processes.hasProcessAttributes);
-    EXPECT_FALSE(m_Processes.hasThreadAttributes);
-    EXPECT_FALSE(m_Processes.inherits);
-    EXPECT_FALSE(m_Processes.hasEnvironment);
-    EXPECT_EQ(m_Processes.startup.cb, sizeof(STARTUPINFOW));
-    EXPECT_EQ(m_Processes.startup.dwFlags, 1U);
-    EXPECT_EQ(m_Processes.startup.wShowWindow, 0);
+    m_Processes.ExpectHidden();
 }
 
 TEST_F(DeployStartups, shortcuts_without_tool_or_description_are_nothing_to_do) {

@@ -2,6 +2,8 @@
 
 // Starting programs, by script.
 
+#include <gtest/gtest.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +37,17 @@ public:
     bool hasThreadAttributes = false;
     bool inherits = false;
     bool hasEnvironment = false;
+
+    // The last start was that of a hidden program of this process' own kind.
+    void ExpectHidden() const {
+        EXPECT_TRUE(hasProcessAttributes);
+        EXPECT_FALSE(hasThreadAttributes);
+        EXPECT_FALSE(inherits);
+        EXPECT_FALSE(hasEnvironment);
+        EXPECT_EQ(startup.cb, sizeof(STARTUPINFOW));
+        EXPECT_EQ(startup.dwFlags, DWORD{STARTF_USESHOWWINDOW});
+        EXPECT_EQ(startup.wShowWindow, SW_HIDE);
+    }
 
     FakeProcesses() { s_pCurrent = this; }
     FakeProcesses(const FakeProcesses&) = delete;
