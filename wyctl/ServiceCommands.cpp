@@ -145,6 +145,7 @@ void Report(Context& context, const Order& order, std::uint32_t code) {
 void Carry(Context& context, const Order& order) {
     const auto call = context.Export<std::uint32_t(WYAPI*)()>(order.function);
     AdoptLibraryIdentity(context);
+    const std::shared_ptr<void> manager = KeepServiceManager();
     // The call cannot be broken off: after Ctrl+C its thread ends with the program.
     std::packaged_task<std::uint32_t()> task(call);
     std::future<std::uint32_t> result = task.get_future();

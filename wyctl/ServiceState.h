@@ -3,6 +3,7 @@
 // What this machine says of the service, without asking the service itself.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace WyCtl {
@@ -21,5 +22,11 @@ struct ServiceState {
 
 // Asks for the service of the program's product identity (QueryServiceStatusEx, OpenEventW).
 ServiceState AskServiceState();
+
+// A connection to the service manager that is only kept, null when it is refused.
+//
+// Who asks for the state while another thread of the program works with the service holds one from
+// before that thread begins: Wine mixes up handles of threads that connect at the same time.
+std::shared_ptr<void> KeepServiceManager();
 
 }  // namespace WyCtl

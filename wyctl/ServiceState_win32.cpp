@@ -64,6 +64,10 @@ std::string ServiceState::Text() const {
     return state < std::size(kStates) ? kStates[state] : fmt::format("state {}", state);
 }
 
+std::shared_ptr<void> KeepServiceManager() {
+    return ServiceHandle(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+}
+
 ServiceState AskServiceState() {
     const std::wstring name = WyCommon::Utility::HostServiceName();
     ServiceState answer;

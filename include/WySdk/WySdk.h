@@ -36,10 +36,10 @@
  *
  * Results
  *   Every function returns a result code, see below. A NULL input text or JSON text fails with
- *   WY_E_INVALID_ARGUMENT before anything is sent, except where a function says otherwise. A failure
- *   of the road to the service (WY_E_REMOTE_FAMILY and the like) leaves all outputs untouched. A
- *   failure that the service itself reports is returned as it is, and the outputs have been written
- *   then: with what the answer holds, else with 0 and NULL.
+ *   WY_E_INVALID_ARGUMENT before anything is sent, except where a function says otherwise.
+ *   A failure of the road to the service (WY_E_REMOTE_FAMILY and the like) leaves all outputs
+ *   untouched. A failure that the service itself reports is returned as it is, and the outputs
+ *   have been written then: with what the answer holds, else with 0 and NULL.
  *
  * Threads
  *   All functions may be called from any thread at any time, with these exceptions: WyInitialize
@@ -170,9 +170,9 @@ uint32_t WYAPI WyUninitialize(void);
  *     every other event and every subscription of this process waits. A callback should note what
  *     came and return; WySdk.hpp has a queue for it.
  *   - A callback must not call WySubscribeEvent or WyUnsubscribeEvent, nor WyUninitialize, which
- *     takes subscriptions back, nor WySetProxy, WyStartService or WyStopService: they would wait for
- *     ever for the lock that the callback runs under. All other functions of this header may be
- *     called.
+ *     takes subscriptions back, nor WySetProxy, WyStartService or WyStopService: they would wait
+ *     for ever for the lock that the callback runs under. All other functions of this header may
+ *     be called.
  *
  * A subscription lives as long as the session and the service do. When the service has been
  * restarted the library registers the process again, but it does not subscribe anew: the

@@ -59,8 +59,15 @@ RPC_STATUS RPC_ENTRY ComposeRecorded(RPC_WSTR object, RPC_WSTR protocol, RPC_WST
                                      RPC_WSTR endpoint, RPC_WSTR options, RPC_WSTR* binding) {
     s_Calls.push_back(L"compose " + Text(object) + L" " + Text(protocol) + L" '" + Text(address) +
                       L"' " + Text(endpoint) + L" " + Text(options));
-    *binding = nullptr;
+    static wchar_t s_szText[] = L"text";
+    *binding = s_Status == RPC_S_OK ? reinterpret_cast<RPC_WSTR>(s_szText) : nullptr;
     return s_Status;
+}
+
+// The recorded text is nobody's.
+RPC_STATUS RPC_ENTRY ForgetText(RPC_WSTR* text) {
+    *text = nullptr;
+    return RPC_S_OK;
 }
 IatPatch* s_pFromText = nullptr;
 
@@ -89,7 +96,8 @@ protected:
     RpcClientBinding()
         : m_Compose(Program(), "rpcrt4.dll", "RpcStringBindingComposeW", ComposeRecorded),
           m_FromText(Program(), "rpcrt4.dll", "RpcBindingFromStringBindingW", FromTextRecorded),
-          m_SetAuth(Program(), "rpcrt4.dll", "RpcBindingSetAuthInfoW", SetAuthRecorded) {
+          m_SetAuth(Program(), "rpcrt4.dll", "RpcBindingSetAuthInfoW", SetAuthRecorded),
+          m_FreeText(Program(), "rpcrt4.dll", "RpcStringFreeW", ForgetText) {
         s_pFromText = &m_FromText;
     }
     ~RpcClientBinding() override { s_pFromText = nullptr; }
@@ -105,27 +113,28 @@ protected:
     const IatPatch m_Compose;
     IatPatch m_FromText;
     const IatPatch m_SetAuth;
+    const IatPatch m_FreeText;
 };
 
 TEST_F(RpcClientBinding, local_binding_has_level_1_and_ntlm) {
     EXPECT_EQ(
         Create(L"KR_Wyvarion_RPC_MASTER", L"here", L"ncalrpc"),
         (std::vector<std::wstring>{
-            L"compose (null) ncalrpc 'here' KR_Wyvarion_RPC_MASTER (null)", L"binding from (null)",
+            L"compose (null) ncalrpc 'here' KR_Wyvarion_RPC_MASTER (null)", L"binding from text",
             L"auth (null) level 1 service 10 identity none authorization 0"}));
 }
 
 TEST_F(RpcClientBinding, pipe_binding_has_its_path_and_packet_privacy) {
     EXPECT_EQ(Create(L"abc", L"server", L"ncacn_np"),
               (std::vector<std::wstring>{
-                  L"compose (null) ncacn_np 'server' \\pipe\\abc (null)", L"binding from (null)",
+                  L"compose (null) ncacn_np 'server' \\pipe\\abc (null)", L"binding from text",
                   L"auth (null) level 6 service 10 identity none authorization 0"}));
 }
 
 TEST_F(RpcClientBinding, pipe_protocol_counts_in_any_case) {
     EXPECT_EQ(Create(L"abc", L"server", L"NCACN_NP"),
               (std::vector<std::wstring>{
-                  L"compose (null) NCACN_NP 'server' \\pipe\\abc (null)", L"binding from (null)",
+                  L"compose (null) NCACN_NP 'server' \\pipe\\abc (null)", L"binding from text",
                   L"auth (null) level 6 service 10 identity none authorization 0"}));
 }
 
@@ -139,8 +148,8 @@ TEST_F(RpcClientBinding, refusals_are_not_looked_at_and_show_at_the_first_reques
     s_Status = RPC_S_OUT_OF_MEMORY;
     const LogRecorder log;
     CRPCClientHelper helper(CComponentID(L"abc"));
-    // Without a binding there is nothing to give authentication to.
-    EXPECT_EQ(s_Calls.size(), 2U);
+    // Without a text there is nothing to bind, and nothing to give authentication to.
+    EXPECT_EQ(s_Calls.size(), 1U);
     EXPECT_EQ(log.CountContaining(L": [ERROR] "), 0U);
     CIPCMsgBuffer in(CIPCMsgBuffer::kBlockSize, false);
     CIPCMsgBuffer out(CIPCMsgBuffer::kBlockSize, false);
