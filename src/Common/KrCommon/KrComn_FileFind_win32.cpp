@@ -3,11 +3,14 @@
 #include <cstddef>
 
 #include "Common/KrCommon/KrComn_ErrorCode.h"
+#include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_String.h"
 
 namespace KrCommon::Storage {
 
 namespace {
+
+constexpr const char* kLogSource = "KrComn_FileFind";
 
 // Behind the first separator at or after a position, or the end.
 std::size_t BehindSeparator(const std::wstring& path, std::size_t from) {
@@ -34,6 +37,17 @@ bool Exists(const std::wstring& folder) {
 }
 
 }  // namespace
+
+bool FileFind::Next(WIN32_FIND_DATAW& entry) const noexcept {
+    if (FindNextFileW(m_hFind, &entry) != 0)
+        return true;
+    const KeepLastError error;
+    if (error.Code() != ERROR_NO_MORE_FILES) {
+        WY_TRACE(LogLevel::kError, L"*** ::FindNextFile() failed. [0x%08x] The rest is left out.",
+                 static_cast<unsigned>(error.Code()));
+    }
+    return false;
+}
 
 bool MakeFolders(const std::wstring& path, std::wstring& failed, std::uint32_t* error) {
     std::wstring whole = path;

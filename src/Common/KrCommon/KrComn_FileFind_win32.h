@@ -30,9 +30,9 @@ public:
     }
 
     bool IsOpen() const noexcept { return m_hFind != INVALID_HANDLE_VALUE; }
-    bool Next(WIN32_FIND_DATAW& entry) const noexcept {
-        return FindNextFileW(m_hFind, &entry) != 0;
-    }
+    // Finds the next entry; false at the end. A listing that breaks off ends in the same way: the
+    // walks over files take what they were given, and the log tells that it was not all.
+    bool Next(WIN32_FIND_DATAW& entry) const noexcept;
 
 private:
     HANDLE m_hFind;

@@ -63,6 +63,10 @@ HANDLE WINAPI FindUnlessRefused(LPCWSTR path, LPWIN32_FIND_DATAW entry) {
         return INVALID_HANDLE_VALUE;
     return Real<HANDLE WINAPI(LPCWSTR, LPWIN32_FIND_DATAW)>("FindFirstFileW")(path, entry);
 }
+BOOL WINAPI RefuseNext(HANDLE, LPWIN32_FIND_DATAW) {
+    SetLastError(ERROR_IO_DEVICE);
+    return FALSE;
+}
 BOOL WINAPI CopyUnlessRefused(LPCWSTR source, LPCWSTR target, BOOL failIfExists) {
     s_Calls.push_back(std::to_wstring(failIfExists) + L' ' + source);
     return !IsRefused(target) &&
@@ -233,6 +237,18 @@ TEST_F(CopyDirectory, codes_of_a_copy_that_end_the_walk) {
         }
         EXPECT_EQ(s_Calls.size(), row.copies) << number;
     }
+}
+
+TEST_F(CopyDirectory, listing_that_breaks_off_is_logged) {
+    PutFolder(L"s");
+    PutFile(L"s\\a");
+    const IatPatch patch(Program(), "kernel32.dll", "FindNextFileW", RefuseNext);
+    EXPECT_TRUE(Utility::CopyDirectory(At(L"s"), At(L"t"), false));
+    EXPECT_EQ(
+        LogLines(),
+        (Lines{kEnterCopy, L"256 *** ::FindNextFile() failed. [0x0000045d] The rest is left out.",
+               kLeaveCopy}));
+    EXPECT_TRUE(IsMissing(L"t\\a"));
 }
 
 TEST_F(CopyDirectory, failures_below_end_the_walk_and_leave_each_folder) {
