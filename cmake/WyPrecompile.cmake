@@ -1,7 +1,7 @@
 # wy_precompile(target...)
 #
 # Gives library targets the headers that most of their sources include, compiled once for all of
-# them: <windows.h> through its door and the locks of Boost take half the time of a source else.
+# them: <windows.h> through its door and the locks of Boost take up to half the time of a source else.
 # A source still includes what it uses: each header is compiled alone by ./test, and the native
 # builds do without <windows.h>.
 function(wy_precompile)

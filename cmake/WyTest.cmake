@@ -27,10 +27,11 @@ if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
 endif()
 
 # Test sources run once and are compiled often: unlike the code under test they are not optimised.
-set(WY_TEST_OPTIONS -O0 -g1)
+# A crash under Wine is reported without lines, so that debug information serves native builds alone.
 if(WIN32)
-  # Reports of crashes under Wine have no lines; their debug information would be a tenth of the time.
   set(WY_TEST_OPTIONS -O0 -g0)
+else()
+  set(WY_TEST_OPTIONS -O0 -g1)
 endif()
 
 function(wy_enter_test)

@@ -3,9 +3,8 @@
 #include <fmt/format.h>
 
 #include <iterator>
-#include <memory>
-#include <type_traits>
 
+#include "Common/KrCommon/KrComn_Handle.h"
 #include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "lib/wycommon/WyCommon_Watchdog.h"
@@ -16,10 +15,7 @@ namespace {
 
 using WyCommon::Utility::WatchdogEvent;
 
-struct ServiceCloser {
-    void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
-};
-using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
+using ServiceHandle = KrCommon::UniqueServiceHandle;
 
 // The error, 0 for none.
 DWORD Query(const std::wstring& name, SERVICE_STATUS_PROCESS& status) {

@@ -114,8 +114,10 @@ std::string AsText(const UpdatePlan& plan) {
 }
 
 void Deploy(Context& context, const std::wstring& download, const std::wstring& product) {
-    const Function function{kFunction, 0,     false,
-                            {},        false, {{"downloadPath", true, false, ArgumentType::Text}}};
+    Function function;
+    function.name = kFunction;
+    function.hasRow = false;
+    function.arguments = {{"downloadPath", true, false, ArgumentType::Text}};
     const InputValue inputs[] = {download};
     CallResult result = context.TryCall(function, inputs);
     if (KrCommon::Result::Failed(result.code)) {

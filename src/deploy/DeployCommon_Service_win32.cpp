@@ -1,6 +1,4 @@
-#include <memory>
-#include <type_traits>
-
+#include "Common/KrCommon/KrComn_Handle.h"
 #include "Common/KrCommon/KrComn_Log.h"
 #include "Common/KrCommon/KrComn_Result.h"
 #include "Common/KrCommon/KrComn_Windows.h"
@@ -24,10 +22,7 @@ constexpr DWORD kStopRoundMs = 1000;
 constexpr DWORD kMarkedMs = 2000;
 constexpr wchar_t kNoDependencies[] = L"";  // a list of texts, each with its NUL, and a NUL
 
-struct ServiceCloser {
-    void operator()(SC_HANDLE handle) const noexcept { CloseServiceHandle(handle); }
-};
-using Handle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
+using Handle = KrCommon::UniqueServiceHandle;
 
 std::uint32_t Fail(const wchar_t* what, DWORD error) {
     WY_LOG_ERROR << what << L" failed, w/err=" << WyHex{error};

@@ -173,7 +173,7 @@ protected:
     }
 
     // As a 32-bit module the trace module leaves two handles behind each time that it is loaded and
-    // unloaded: those of the compiler's own threads library, for the thread that loads it.
+    // unloaded.
     bool LosesHandles() const { return sizeof(void*) == 4 && m_Operation.opensLog; }
     // What it leaves behind ends a process after some 500 loads, and each run makes two: all calls
     // do not fit into one process.

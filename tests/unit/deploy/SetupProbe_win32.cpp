@@ -10,7 +10,7 @@
 //   read 0|1 FIELDS      what ReadConfig() returned, and the object afterwards
 //   result CODE          of the check of the system
 //   log LEVEL TEXT       each line of the log, of both
-// Characters that are not printable ASCII are written \uXXXX.
+// Characters that are not printable ASCII are written as \u and four hexadecimal digits.
 
 #include <cstdio>
 #include <string>
