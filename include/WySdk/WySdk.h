@@ -98,15 +98,30 @@
 #define WY_E_NO_EVENT_CALLBACK 0xe0ff000bu   /* An event came while nobody takes events. */
 #define WY_E_SETTINGS_NOT_STORED 0xe0ff000cu /* Settings could not be stored. */
 #define WY_E_NOT_FOUND 0xe0ff000eu           /* Not found. */
-#define WY_E_LOG_SETTINGS_NOT_CHANGED 0xe0ff0013u /* The log's settings could not be changed. */
-#define WY_E_BUFFER_IS_NULL 0xe0ff0014u           /* No buffer was given; the size is returned. */
-#define WY_E_RECORD_GOING_AWAY 0xe0ff0015u        /* The record of a command is being removed. */
-#define WY_E_RECORD_IN_USE 0xe0ff0016u            /* The record of a command is in use. */
-#define WY_E_UNKNOWN_TRACKING_ID 0xe0ff0018u      /* No command is known by this identifier. */
-#define WY_E_TRACKING_ID_EXISTS 0xe0ff001cu       /* A command is known by this identifier. */
-#define WY_E_OUT_OF_MEMORY 0xe0ff001eu            /* Out of memory. */
-#define WY_E_WRONG_CONTEXT_KIND 0xe0ff001fu       /* A context is of another kind. */
-#define WY_E_UNKNOWN_CLIENT 0xe0010803u           /* The service does not know this process. */
+#define WY_E_LOG_SETTINGS_NOT_CHANGED 0xe0ff0013u  /* The log's settings could not be changed. */
+#define WY_E_BUFFER_IS_NULL 0xe0ff0014u            /* No buffer was given; the size is returned. */
+#define WY_E_RECORD_GOING_AWAY 0xe0ff0015u         /* The record of a command is being removed. */
+#define WY_E_RECORD_IN_USE 0xe0ff0016u             /* The record of a command is in use. */
+#define WY_E_UNKNOWN_TRACKING_ID 0xe0ff0018u       /* No command is known by this identifier. */
+#define WY_E_TRACKING_ID_EXISTS 0xe0ff001cu        /* A command is known by this identifier. */
+#define WY_E_OUT_OF_MEMORY 0xe0ff001eu             /* Out of memory. */
+#define WY_E_WRONG_CONTEXT_KIND 0xe0ff001fu        /* A context is of another kind. */
+#define WY_E_SHORTCUTS_NOT_REMOVED 0xe00e0001u     /* Shortcuts could not be removed. */
+#define WY_E_SHORTCUTS_NOT_CREATED 0xe00e0002u     /* Shortcuts could not be made. */
+#define WY_E_PROCESSES_NOT_STOPPED 0xe00e0003u     /* The product's processes could not be ended. */
+#define WY_E_AUTORUN_NOT_WRITTEN 0xe00e0004u       /* The autorun value could not be written. */
+#define WY_E_AUTORUN_NOT_REMOVED 0xe00e0005u       /* The autorun value could not be removed. */
+#define WY_E_REBOOT_PENDING 0xe00e000au            /* A restart is pending since a removal. */
+#define WY_E_LATER_VERSION_INSTALLED 0xe00e000cu   /* A later version is installed. */
+#define WY_E_RUNTIME_NOT_INSTALLED 0xe00e000du     /* The runtime libraries were not installed. */
+#define WY_E_SESSION_AGENT_NOT_STARTED 0xe00e0010u /* The session agent could not be started. */
+#define WY_E_ACCESS_DENIED 0xe00e0011u             /* Install folder or product key is refused. */
+#define WY_E_SYSTEM_REFUSED 0xe00e0012u            /* The package does not accept this system. */
+#define WY_E_PACKAGE_NOT_READ 0xe00e0013u          /* Setup.ini or InstCfg.xml cannot be read. */
+#define WY_E_MANIFEST_NOT_CARRIED_OUT 0xe00e0014u  /* An item of InstCfg.xml failed. */
+#define WY_E_KEYS_NOT_REMOVED 0xe00e0016u          /* The product's keys could not be removed. */
+#define WY_E_FOLDER_NOT_RENAMED 0xe00e0018u        /* Install or backup folder was not renamed. */
+#define WY_E_UNKNOWN_CLIENT 0xe0010803u            /* The service does not know this process. */
 
 /*
  * Families of codes. The low 16 bits of a member are the error of a system call, or of the RPC
@@ -1025,6 +1040,86 @@ uint32_t WYAPI WyUpdate(void);
  * Since 3.1.
  */
 uint32_t WYAPI WyAuDeploy(const wchar_t* downloadPath);
+
+/* ---------------------------------------------------------------------------------------------
+ * Installing and removing the product
+ *
+ * For a set-up program. The work is done in the calling process, which needs administrator's
+ * rights; no session and no service is needed. One such call on a machine at a time: WyInstall and
+ * WyUninstall wait for each other within a process and, like WyStartService, hold the lock of the
+ * event functions, but between processes, and for WyPostInstall, nothing sees to that.
+ *
+ * An installation has two phases: WyInstall lays down the files, WyPostInstall starts the product
+ * and marks the installation as complete. docs/deployment.md tells what a package is made of, what
+ * each code means for the person at the machine, and what stays behind after a failure.
+ */
+
+/*
+ * Installs, re-installs or upgrades the product from an unpacked package.
+ *
+ * A product that is installed already stays where it is: the call moves it to "WyvarionBackup"
+ * beside its folder and installs into the old place, whatever `installDir` says. After a failure
+ * it is brought back and started again. There are failures with nothing to bring back, such as a
+ * later version that is installed or a restart that is pending: the install folder of a re-install
+ * is then deleted. The product key's InstallStatus tells how far it came (1 not finished, 2 brought
+ * back, 3 not brought back).
+ *
+ * While the call runs the main debug log is kept in the folder for temporary files: no other
+ * function of the library may be running.
+ *
+ *   productId      the product number, kept for WyPostInstall
+ *   vendorId       the vendor number, likewise
+ *   packageDir     the folder with Setup.ini and InstCfg.xml, with or without a backslash at its
+ * end installDir     where a first installation goes installDirOut  receives the folder really
+ * used, a copy that the caller releases with LocalFree, after a failure, too; NULL when nothing was
+ * tried or without memory. May be NULL
+ *
+ * Returns WY_S_OK; WY_E_INVALID_ARGUMENT for a NULL text, and then nothing is done;
+ * WY_E_EMPTY_FOLDER, WY_E_REBOOT_PENDING, WY_E_LATER_VERSION_INSTALLED, WY_E_PROCESSES_NOT_STOPPED,
+ * WY_E_FOLDER_NOT_RENAMED, WY_E_SHORTCUTS_NOT_REMOVED, WY_E_AUTORUN_NOT_REMOVED,
+ * WY_E_PACKAGE_NOT_READ, WY_E_SYSTEM_REFUSED, WY_E_ACCESS_DENIED, WY_E_MANIFEST_NOT_CARRIED_OUT;
+ * WY_E_FAILURE when a folder or key cannot be made or a tool not be copied; a member of
+ * WY_E_SYSTEM_FAMILY with the Win32 error of the service manager or of a folder;
+ * WY_E_OUT_OF_MEMORY. The code of a rollback is not told.
+ * Since 3.1.
+ */
+uint32_t WYAPI WyInstall(const wchar_t* productId, const wchar_t* vendorId,
+                         const wchar_t* packageDir, const wchar_t* installDir,
+                         wchar_t** installDirOut);
+
+/*
+ * Starts the product that WyInstall has laid down: enters and starts its service, makes shortcuts
+ * and the autorun value, starts the session agent, records the version, tells the service, and
+ * marks the installation as complete.
+ *
+ * After a failure a first installation stays as it is. A product that counts as installed has its
+ * folder deleted, since the backup is known to WyInstall alone and is not brought back: install it
+ * anew. The call can take minutes while the service starts.
+ *
+ * Returns WY_S_OK or another success code of the service; WY_E_SHORTCUTS_NOT_CREATED,
+ * WY_E_AUTORUN_NOT_WRITTEN, WY_E_SESSION_AGENT_NOT_STARTED; a member of WY_E_SYSTEM_FAMILY with the
+ * Win32 error of the service manager, 1073 (ERROR_SERVICE_EXISTS) when a service of that name is
+ * there and its program is not signed by the maker; a code of the service; WY_E_OUT_OF_MEMORY.
+ * Since 3.1.
+ */
+uint32_t WYAPI WyPostInstall(void);
+
+/*
+ * Removes the product: tells its service, ends its processes, and deletes service, shortcuts,
+ * autorun value, task, folders and registry keys. It goes as far as it can.
+ *
+ * A folder in use is no failure: what is left of it goes at the next start of the system, and until
+ * then WyInstall of the product returns WY_E_REBOOT_PENDING. The folder of the calling program is
+ * deleted, too, when the product is not registered. While the call runs the main debug log is kept
+ * in the folder for temporary files: no other function of the library may be running.
+ *
+ * Returns WY_S_OK, WY_E_PROCESSES_NOT_STOPPED, and then nothing was removed; a member of
+ * WY_E_SYSTEM_FAMILY with the Win32 error of the service manager, WY_E_SHORTCUTS_NOT_REMOVED or
+ * WY_E_AUTORUN_NOT_REMOVED, and then folders and keys are still there; WY_E_KEYS_NOT_REMOVED;
+ * WY_E_OUT_OF_MEMORY.
+ * Since 3.1.
+ */
+uint32_t WYAPI WyUninstall(void);
 
 /* ---------------------------------------------------------------------------------------------
  * Service control

@@ -33,15 +33,22 @@ constexpr std::uint32_t kTrackingIdExists = 0xe0ff001c;
 constexpr std::uint32_t kOutOfMemory = 0xe0ff001e;
 constexpr std::uint32_t kWrongContextKind = 0xe0ff001f;
 
-// Set-up: what could not be made or removed, or started.
+// Set-up: what could not be made, removed or started, and what stands in its way.
 constexpr std::uint32_t kShortcutsNotRemoved = 0xe00e0001;
 constexpr std::uint32_t kShortcutsNotCreated = 0xe00e0002;
+constexpr std::uint32_t kProcessesNotStopped = 0xe00e0003;
 constexpr std::uint32_t kAutoRunNotWritten = 0xe00e0004;
 constexpr std::uint32_t kAutoRunNotRemoved = 0xe00e0005;
+constexpr std::uint32_t kRebootPending = 0xe00e000a;
+constexpr std::uint32_t kLaterVersionInstalled = 0xe00e000c;
+constexpr std::uint32_t kRuntimeNotInstalled = 0xe00e000d;
 constexpr std::uint32_t kSessionAgentNotStarted = 0xe00e0010;
-
-// The system check refused this machine.
+constexpr std::uint32_t kAccessDenied = 0xe00e0011;
 constexpr std::uint32_t kSystemRefused = 0xe00e0012;
+constexpr std::uint32_t kPackageNotRead = 0xe00e0013;
+constexpr std::uint32_t kManifestNotCarriedOut = 0xe00e0014;
+constexpr std::uint32_t kKeysNotRemoved = 0xe00e0016;
+constexpr std::uint32_t kFolderNotRenamed = 0xe00e0018;
 
 // The answer of a service that does not know this client.
 constexpr std::uint32_t kUnknownClient = 0xe0010803;
