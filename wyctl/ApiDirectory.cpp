@@ -38,6 +38,8 @@ constexpr OwnExport kOwnExports[] = {
     {"WyAuDeploy", "update deploy"},
     {"WyGetCacheFolder", "where"},
     {"WyGetDebugLogFolder", "debuglog"},
+    {"WyInstall", "install"},
+    {"WyPostInstall", "postinstall"},
     {"WySetDebugLog", "debuglog"},
     {"WySetIdentifier", "identifier"},
     {"WySetIdentifierEx", "identifier"},
@@ -45,6 +47,7 @@ constexpr OwnExport kOwnExports[] = {
     {"WySetReamerStatus", "reamer"},
     {"WyStartService", "service start"},
     {"WyStopService", "service stop"},
+    {"WyUninstall", "uninstall"},
 };
 
 ArgumentType TypeOfRow(std::uint32_t paramType) {

@@ -35,7 +35,7 @@ std::vector<std::string> DefinedNames() {
 
 TEST(Exports, are_those_of_the_definition_file_undecorated) {
     const std::vector<std::string> defined = DefinedNames();
-    EXPECT_EQ(82u, defined.size());
+    EXPECT_EQ(85u, defined.size());
     EXPECT_EQ(defined, SdkLibrary::ExportedNames());
 }
 
@@ -71,7 +71,7 @@ struct Row {
     }
 
 // All functions but those of the session, those that must not get null pointers, and those that
-// control the service and take no argument.
+// control the service or the deployment and take no argument.
 const Row kRows[] = {
     ROW(WyAuDeploy, kTextMissing),
     ROW(WyCancelBigFileScan, kEnough),
@@ -122,6 +122,7 @@ const Row kRows[] = {
     ROW(WyGetSysMemUsage, kNumberMissing),
     ROW(WyGetSysNetworkUsage, kNumberMissing),
     ROW(WyGetVulnerability, kEnough),
+    ROW(WyInstall, kTextMissing),
     ROW(WyPauseScan, kTextMissing),
     ROW(WyPublishEvent, kEnough),
     ROW(WyPublishEventEx, kTextMissing),
@@ -153,7 +154,7 @@ const Row kRows[] = {
 TEST(CallsWithNothing, cover_every_export) {
     std::set<std::string> covered = {"WyInitialize",  "WySetIdentifier", "WySetIdentifierEx",
                                      "WySetProxy",    "WyStartService",  "WyStopService",
-                                     "WyUninitialize"};
+                                     "WyPostInstall", "WyUninitialize",  "WyUninstall"};
     for (const Row& row : kRows)
         covered.insert(row.name);
     const std::vector<std::string> defined = DefinedNames();

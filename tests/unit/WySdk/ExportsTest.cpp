@@ -365,8 +365,9 @@ TEST(Exports, each_sends_its_request_and_fills_its_outputs) {
 }
 
 TEST(Exports, are_those_of_the_definition_file) {
-    std::multiset<std::string> called{"WyAuDeploy",        "WyInitialize",     "WyStartService",
-                                      "WyStopService",     "WySubscribeEvent", "WyUninitialize",
+    std::multiset<std::string> called{"WyAuDeploy",        "WyInitialize",   "WyInstall",
+                                      "WyPostInstall",     "WyStartService", "WyStopService",
+                                      "WySubscribeEvent",  "WyUninitialize", "WyUninstall",
                                       "WyUnsubscribeEvent"};
     called.insert(std::begin(kMachineSettings), std::end(kMachineSettings));
     for (const Call& call : AllCalls())
@@ -382,7 +383,7 @@ TEST(Exports, are_those_of_the_definition_file) {
         if (word == "EXPORTS")
             inExports = true;
     }
-    EXPECT_EQ(exported.size(), 82U);
+    EXPECT_EQ(exported.size(), 85U);
     EXPECT_EQ(exported, called);
 }
 

@@ -200,10 +200,11 @@ TEST_F(Program, list_as_json_with_and_without_the_library) {
             EXPECT_EQ(function["exported"], Json::Value(true)) << notCallable.back();
         }
     }
-    EXPECT_THAT(notCallable, ElementsAre("WySubscribeEvent", "WyUnsubscribeEvent", "WyAuDeploy",
-                                         "WyGetCacheFolder", "WyGetDebugLogFolder", "WySetDebugLog",
-                                         "WySetIdentifier", "WySetIdentifierEx", "WySetProxy",
-                                         "WySetReamerStatus", "WyStartService", "WyStopService"));
+    EXPECT_THAT(notCallable,
+                ElementsAre("WySubscribeEvent", "WyUnsubscribeEvent", "WyAuDeploy",
+                            "WyGetCacheFolder", "WyGetDebugLogFolder", "WyInstall", "WyPostInstall",
+                            "WySetDebugLog", "WySetIdentifier", "WySetIdentifierEx", "WySetProxy",
+                            "WySetReamerStatus", "WyStartService", "WyStopService", "WyUninstall"));
     EXPECT_TRUE(functions[72]["id"].isNull());
     FakeSdk::Get().missing = true;
     EXPECT_EQ(Run({"list", "--json"}), 0);
