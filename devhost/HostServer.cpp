@@ -21,6 +21,8 @@ constexpr const wchar_t* kLogModule = L"WySvcHost";
 
 constexpr std::uint32_t kCommandEraseCallback = 0;
 
+constexpr std::uint32_t kDestinationSetup = 5;
+constexpr std::uint32_t kMailSetupEvent = 6146;
 constexpr std::uint32_t kDestinationApi = 0x4e0009;
 constexpr std::uint32_t kDestinationMonitor = 0x4e000c;
 constexpr std::uint32_t kDestinationFeedback = 0x4e0010;
@@ -191,7 +193,9 @@ void HostServer::Mail(Exchange& exchange, const FaultPlan& plan) {
     } else if (mail.destination == kDestinationMonitor && mail.mailId == kMailMonitorConnection) {
         exchange.reply.json = MonitorConnection(exchange);
     } else if (mail.destination == kDestinationFeedback) {
-        exchange.reply.json = TakeFeedback(mail);
+        exchange.reply.json = NoteMail(mail, L"feedback ");
+    } else if (mail.destination == kDestinationSetup && mail.mailId == kMailSetupEvent) {
+        exchange.reply.json = NoteMail(mail, L"set-up event ");
     } else {
         exchange.reply.mailResult = KrCommon::Result::kNotFound;
         exchange.reply.json = L"{}\n";
@@ -224,14 +228,14 @@ std::wstring HostServer::CallApi(const Exchange& exchange, const FaultPlan& plan
     return ToText(std::move(root));
 }
 
-std::wstring HostServer::TakeFeedback(const HostMail& mail) {
+std::wstring HostServer::NoteMail(const HostMail& mail, const wchar_t* what) {
     JsonDocument report;
     std::wstring text = L"no JSON text";
     if (report.Parse(mail.json) == JsonDocument::kOk) {
         text = report.ToCompactString();
         text.pop_back();  // the line end
     }
-    WY_LOG_INFO << L"feedback " << mail.mailId << L", pid " << mail.processId << L": " << text;
+    WY_LOG_INFO << what << mail.mailId << L", pid " << mail.processId << L": " << text;
     return L"{}\n";
 }
 

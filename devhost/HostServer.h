@@ -58,7 +58,7 @@ private:
     void Unregister(Exchange& exchange);
     void EraseCallback(Exchange& exchange);
     std::wstring CallApi(const Exchange& exchange, const FaultPlan& plan) const;
-    static std::wstring TakeFeedback(const HostMail& mail);
+    static std::wstring NoteMail(const HostMail& mail, const wchar_t* what);
     std::wstring MonitorConnection(const Exchange& exchange) const;
     void Wait(std::uint32_t milliseconds);
 

@@ -143,6 +143,15 @@ TEST_F(HostServerFixture, feedback_mail_is_noted_in_the_log) {
     EXPECT_TRUE(log.Has(1, L"WySvcHost: [INFO] feedback 7, pid 4711: no JSON text"));
 }
 
+TEST_F(HostServerFixture, event_of_the_set_up_is_taken_and_noted_in_the_log) {
+    const test_support::LogRecorder log;
+    const Reply reply = SendMail(WireHelpers::Mail(5, 6146, L"{\"eventId\":6}"));
+    EXPECT_EQ(reply.mailResult, kSuccess);
+    EXPECT_EQ(reply.json, L"{}\n");
+    EXPECT_TRUE(log.Has(1, L"WySvcHost: [INFO] set-up event 6146, pid 4711: {\"eventId\":6}"));
+    EXPECT_EQ(SendMail(WireHelpers::Mail(5, 6147, L"{}")).mailResult, KrCommon::Result::kNotFound);
+}
+
 TEST_F(HostServerFixture, monitor_gets_a_handle_at_the_root_of_the_answer) {
     const Reply reply = SendMail(WireHelpers::Mail(kMonitor, kMonitorMail, L"{\"pid\": 77}"));
     EXPECT_EQ(reply.mailResult, kSuccess);
