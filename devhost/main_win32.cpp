@@ -272,24 +272,42 @@ int RunHost(const HostOptions& options, HostService* service) {
     return Serve(options, root, faults, process, service);
 }
 
+// The identity that the name of the program says: that of the row of this mode, or of the first.
+int ModeOfOwnName() {
+    const std::int32_t mode = Frwk::Mode::GetModeId();
+    return mode >= 0 && mode < static_cast<std::int32_t>(std::size(kProductIds)) ? mode : 0;
+}
+
+// False when the service manager did not start this process.
+bool RunAsService(HostOptions options, int& status) {
+    options.service = true;
+    HostService service(WyCommon::Utility::HostServiceName(),
+                        [&options](HostService& running) { return RunHost(options, &running); });
+    return service.Run(status);
+}
+
 int Run() {
     int status = ExitStatus::kClean;
     std::string text;
-    const auto options = ParseHostOptions(OwnArguments(), status, text);
+    const std::vector<std::string> arguments = OwnArguments();
+    auto options = ParseHostOptions(arguments, status, text);
     if (!options.has_value()) {
         std::fputs(text.c_str(), status == ExitStatus::kClean ? stdout : stderr);
         return status;
     }
+    // The service of an installed product is entered as a program without options, and so is what
+    // a person types first at a prompt.
+    const bool bare = arguments.empty();
+    if (bare)
+        options->mode = ModeOfOwnName();
     Frwk::Mode::SetWyvarionId(kProductIds[options->mode]);
-    if (!options->service)
-        return RunHost(*options, nullptr);
-    HostService service(WyCommon::Utility::HostServiceName(),
-                        [&options](HostService& running) { return RunHost(*options, &running); });
-    if (!service.Run(status)) {
+    if ((options->service || bare) && RunAsService(*options, status))
+        return status;
+    if (options->service) {
         return Complain(ExitStatus::kBadUsage,
                         "--service is for the service manager, which did not start this");
     }
-    return status;
+    return RunHost(*options, nullptr);
 }
 
 }  // namespace
