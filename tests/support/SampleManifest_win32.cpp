@@ -9,9 +9,11 @@ namespace {
 
 using KrCommon::String::ToUtf8;
 
+// The second entry in the list of programs. The first one must not be made by a manifest: with it
+// the product counts as installed before its second phase.
 constexpr wchar_t kPrograms[] =
     L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
-    L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}";
+    L"{6B02C7AE-41D9-4C3E-8F15-2AD96C70E1B4}";
 
 // An element of its attributes, which are given in pairs.
 std::string Element(const char* name, std::initializer_list<std::string> attributes) {

@@ -38,7 +38,7 @@ const Frwk::Mode::Row& RowOf(int mode) {
 }
 
 std::string LogConfiguration(const std::string& folder) {
-    const std::string levels = "Enable=1\r\nLevel=0x00000111\r\n";
+    const std::string levels = "Enable=1\r\nLevel=0x00001111\r\n";
     return "[ServiceSession]\r\n" + levels +
            "LogFolder=%commonappdata%\\Korvex Data\\Service Log\r\n[InteractiveSession]\r\n" +
            levels + "LogFolder=" + folder + "\r\n";
@@ -159,7 +159,11 @@ void SamplePackage::PutFoundation(const std::wstring& platform, bool own) {
         }
         if (m_Options.minimal && std::wstring(name) == L"WySdk.dll")
             continue;
-        PutLinked(name, folder + name);
+        if (!m_Options.library && std::wstring(name) == L"WySdk.dll") {
+            PutVersioned(L"SampleLibrary.dll", folder + name);
+        } else {
+            PutLinked(name, folder + name);
+        }
         if (!m_Options.minimal)
             Installs(name, folder + name);
     }

@@ -64,6 +64,8 @@ struct SampleOptions {
     FailingItem failing = FailingItem::kNone;
     SampleService service = SampleService::kSmall;
     SampleSigner signer = SampleSigner::kMaker;
+    // False: a placeholder stands for the large WySdk.dll. The set-up program then needs --library.
+    bool library = true;
     // Without it there is neither krdbg.ini nor KrDbgLog.dll, and no log.
     bool log = true;
     // Where processes of a user's session have their log. "%commonappdata%" stands for the
