@@ -3,6 +3,9 @@
 // A row for a function that nothing imports yet does no harm; a function that is imported and
 // stands nowhere here fails a test.
 
+// The functions have the names of psapi.dll, not those that they have in kernel32.dll.
+#define PSAPI_VERSION 1
+
 #include <fcntl.h>
 #include <io.h>
 #include <process.h>
