@@ -15,6 +15,9 @@ TEST(Probe, runs) {
             std::printf("== %s: %08x, %zu calls, %zu unknown, open %s, agents %d, %lu ms\n",
                         NameOf(operation), run.result, run.calls.size(), run.unknown,
                         ToText(run.open).c_str(), run.agents, GetTickCount() - start);
+            if (run.open.empty() == false || operation == Operation::kDeploy)
+                for (const auto& line : run.lines)
+                    std::printf("   %s\n", bench.Plain(line).c_str());
             if (i == 1)
                 continue;
             for (const auto& line : run.lines)

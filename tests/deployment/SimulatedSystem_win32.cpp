@@ -293,6 +293,8 @@ std::wstring ValueOf(const MachineThings& things, const std::wstring& name) {
 
 SimulatedSystem::SimulatedSystem(HMODULE module) {
     g_pPresent = new Present;
+    if (module == nullptr)
+        return;
     const auto patch = [&](const char* library, const char* name, auto* function) {
         if (test_support::ImportTable(module).Find(library, name) != nullptr)
             m_Patches.push_back(std::make_unique<IatPatch>(module, library, name, function));

@@ -19,7 +19,7 @@ namespace deploy_test {
 // One at a time in a process.
 class SimulatedSystem {
 public:
-    // For what `module` imports.
+    // For what `module` imports; without one nothing is simulated.
     explicit SimulatedSystem(HMODULE module);
     SimulatedSystem(const SimulatedSystem&) = delete;
     SimulatedSystem& operator=(const SimulatedSystem&) = delete;

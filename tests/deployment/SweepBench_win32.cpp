@@ -221,7 +221,9 @@ void SweepBench::Watch(HMODULE module) {
         return;
     m_pCalls.reset();
     m_pSystem.reset();
-    m_pSystem = std::make_unique<SimulatedSystem>(module);
+    // What the program itself calls is left alone: the simulation would meet itself.
+    m_pSystem =
+        std::make_unique<SimulatedSystem>(module == SdkLibrary::Module() ? module : nullptr);
     m_pSystem->SetOwnProgram(At(L"Host\\Sweep_P.exe"));
     m_pCalls = std::make_unique<PlatformCalls>(module);
     m_hWatched = module;

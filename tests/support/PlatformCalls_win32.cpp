@@ -64,6 +64,10 @@ const char* NameOf(Holding holding) {
             return "COM apartment";
         case Holding::kTraceSession:
             return "trace session";
+        case Holding::kSignature:
+            return "part of a signature";
+        case Holding::kCertificate:
+            return "certificate";
         default:
             return "nothing";
     }

@@ -71,6 +71,8 @@ enum class Holding {
     kRpcBinding,
     kApartment,
     kTraceSession,
+    kSignature,
+    kCertificate,
 };
 
 // One row of the table.

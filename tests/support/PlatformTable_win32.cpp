@@ -24,6 +24,7 @@
 #include <sys/stat.h>
 #include <tlhelp32.h>
 #include <userenv.h>
+#include <wincrypt.h>
 #include <wtsapi32.h>
 
 // Of the trace module, never called from here.
@@ -259,6 +260,26 @@ const Row kShlwapi[] = {
     CALL(PathFileExistsW, kReads, kZero, ERROR_FILE_NOT_FOUND),
 };
 
+// What these tell is an HRESULT.
+constexpr auto kNotFound = static_cast<std::uint32_t>(CRYPT_E_NOT_FOUND);
+constexpr auto kNoMatch = static_cast<std::uint32_t>(CRYPT_E_NO_MATCH);
+
+const Row kCrypt32[] = {
+    CALL(CertCloseStore, kReads, kNever, 0, kSignature, -1),
+    CALL(CertFindCertificateInStore, kReads, kZero, kNotFound, kCertificate, 1),
+    CALL(CertFreeCertificateContext, kReads, kNever, 0, kCertificate, -1),
+    CALL(CertGetNameStringW, kReads, kDefault, ERROR_NOT_ENOUGH_MEMORY),
+    CALL(CryptMsgClose, kReads, kNever, 0, kSignature, -1),
+    CALL(CryptMsgGetParam, kReads, kZero, ERROR_MORE_DATA),
+    CALL(CryptQueryObject, kReads, kZero, kNoMatch, kSignature, 2),
+};
+
+const Row kVersion[] = {
+    CALL(GetFileVersionInfoSizeW, kReads, kZero, ERROR_RESOURCE_DATA_NOT_FOUND),
+    CALL(GetFileVersionInfoW, kReads, kZero, ERROR_RESOURCE_DATA_NOT_FOUND),
+    CALL(VerQueryValueW, kReads, kZero, ERROR_RESOURCE_TYPE_NOT_FOUND),
+};
+
 // Found at run time alone.
 const Row kPsapi[] = {
     CALL(EnumProcesses, kReads, kZero, ERROR_NOT_ENOUGH_MEMORY),
@@ -298,6 +319,8 @@ std::vector<PlatformFunction> MakeTable() {
     Append(table, "ole32.dll", kOle32);
     Append(table, "shell32.dll", kShell32);
     Append(table, "shlwapi.dll", kShlwapi);
+    Append(table, "crypt32.dll", kCrypt32);
+    Append(table, "version.dll", kVersion);
     Append(table, "psapi.dll", kPsapi);
     Append(table, "userenv.dll", kUserenv);
     Append(table, "wtsapi32.dll", kWtsapi32);
@@ -341,6 +364,18 @@ const LeftOut kLeftOut[] = {
      "NdrFreeBuffer NdrServerCall2 OutputDebugStringA OutputDebugStringW QueryPerformanceCounter "
      "QueryPerformanceFrequency SetLastError Sleep SleepEx EqualSid SystemTimeToFileTime _errno "
      "_gmtime64 _localtime64 _mktime64 _time64 rand srand time"},
+    {"the XML library, which works on memory alone",
+     "XML_ErrorString XML_ExpatVersion XML_ExpatVersionInfo XML_GetBuffer "
+     "XML_GetCurrentByteCount XML_GetCurrentByteIndex XML_GetCurrentColumnNumber "
+     "XML_GetCurrentLineNumber XML_GetErrorCode XML_GetFeatureList XML_GetParsingStatus "
+     "XML_Parse XML_ParseBuffer XML_ParserCreate XML_ParserCreateNS XML_ParserFree "
+     "XML_ParserReset XML_ResumeParser XML_SetCharacterDataHandler XML_SetCommentHandler "
+     "XML_SetDefaultHandler XML_SetElementHandler XML_SetEncoding XML_SetEndElementHandler "
+     "XML_SetEndNamespaceDeclHandler XML_SetExternalEntityRefHandler "
+     "XML_SetExternalEntityRefHandlerArg XML_SetNamespaceDeclHandler XML_SetNotStandaloneHandler "
+     "XML_SetNotationDeclHandler XML_SetProcessingInstructionHandler XML_SetStartElementHandler "
+     "XML_SetStartNamespaceDeclHandler XML_SetUnparsedEntityDeclHandler XML_SetUserData "
+     "XML_StopParser"},
     {"depends on its arguments alone",
      "CompareStringW FormatMessageW IsDBCSLeadByteEx LCMapStringW MultiByteToWideChar "
      "PathFindExtensionW PathFindFileNameA PathFindFileNameW StringFromGUID2 WideCharToMultiByte "
