@@ -58,6 +58,9 @@ public:
     // The same by name; raises CallFailed for a negative result.
     CallResult Call(const std::string& name, std::initializer_list<InputValue> inputs);
 
+    // Gives back a text that an export under its own type has made.
+    void ReleaseText(wchar_t* text) { Library().Release()(text); }
+
     // Registers this process at the service under the program's name (WyInitialize), and takes
     // that back (WyUninitialize). Raise CallFailed.
     void OpenSession();

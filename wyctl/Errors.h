@@ -32,17 +32,21 @@ public:
 // An export returned a negative code.
 class CallFailed : public std::runtime_error {
 public:
-    CallFailed(const std::string& function, CallResult result)
+    // `advice`, where there is one, tells a person what to do.
+    CallFailed(const std::string& function, CallResult result, std::string advice = {})
         : std::runtime_error(function + " failed"),
           m_strFunction(function),
-          m_Result(std::move(result)) {}
+          m_Result(std::move(result)),
+          m_strAdvice(std::move(advice)) {}
 
     const std::string& Function() const { return m_strFunction; }
     const CallResult& Result() const { return m_Result; }
+    const std::string& Advice() const { return m_strAdvice; }
 
 private:
     std::string m_strFunction;
     CallResult m_Result;
+    std::string m_strAdvice;
 };
 
 // The person pressed Ctrl+C and the service was told.

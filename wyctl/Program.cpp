@@ -9,6 +9,7 @@
 #include <map>
 
 #include "wyctl/Batch.h"
+#include "wyctl/CommandLine_Deploy.h"
 #include "wyctl/CommandLine_Service.h"
 #include "wyctl/CommandLine_Settings.h"
 #include "wyctl/CommandLine_Update.h"
@@ -116,6 +117,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults)
     AddServiceCommands(m_Commands);
     AddSettingsCommands(m_Commands);
     AddUpdateCommands(m_Commands);
+    AddDeployCommands(m_Commands);
     AddBatch();
 }
 
@@ -391,10 +393,17 @@ int ReportCallFailure(Context& context, const CallFailed& error) {
     details["function"] = error.Function();
     AddResultCode(details, code);
     details["outputs"] = OutputsAsJson(error.Result());
-    return ReportError(
+    if (!error.Advice().empty()) {
+        details["advice"] = error.Advice();
+    }
+    const int status = ReportError(
         context, kExitFailure, "call",
         fmt::format("{} failed with {}: {}", error.Function(), HexCode(code), DescribeResult(code)),
         std::move(details));
+    if (!error.Advice().empty()) {
+        context.Screen().Err("what to do: " + error.Advice() + "\n");
+    }
+    return status;
 }
 
 int ReportParseError(Context& context, CLI::App& app, const CLI::ParseError& error) {

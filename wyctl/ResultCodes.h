@@ -14,4 +14,8 @@ std::string HexCode(std::uint32_t code);
 // inside it ("system error 5"). Never empty.
 std::string DescribeResult(std::uint32_t code);
 
+// What a person should do after an installation or removal that has failed with this code. Empty
+// where nothing better can be said than to read the log.
+std::string AdviseOnDeployment(std::uint32_t code);
+
 }  // namespace WyCtl

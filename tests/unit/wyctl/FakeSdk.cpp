@@ -198,6 +198,20 @@ std::uint32_t WYAPI PublishEvent(std::uint32_t event) {
 std::uint32_t WYAPI PublishEventEx(std::uint32_t event, const wchar_t* json) {
     return Record("WyPublishEventEx", fmt::format("{}, {}", event, Show(json)));
 }
+std::uint32_t WYAPI Install(const wchar_t* product, const wchar_t* vendor, const wchar_t* package,
+                            const wchar_t* folder, wchar_t** used) {
+    if (g_state.usedFolder) {
+        Give(used, *g_state.usedFolder);
+    }
+    return Record("WyInstall", fmt::format("{}, {}, {}, {}", Show(product), Show(vendor),
+                                           Show(package), Show(folder)));
+}
+std::uint32_t WYAPI PostInstall() {
+    return Record("WyPostInstall", "");
+}
+std::uint32_t WYAPI Uninstall() {
+    return Record("WyUninstall", "");
+}
 std::uint32_t WYAPI AuDeploy(const wchar_t* path) {
     return Record("WyAuDeploy", Show(path));
 }
@@ -287,6 +301,9 @@ const std::map<std::string, ExportAddress>& Exports() {
         {"WyPublishEvent", Address(PublishEvent)},
         {"WyPublishEventEx", Address(PublishEventEx)},
         {"WyAuDeploy", Address(AuDeploy)},
+        {"WyInstall", Address(Install)},
+        {"WyPostInstall", Address(PostInstall)},
+        {"WyUninstall", Address(Uninstall)},
         {"WyGetDiskGarbage", Address(GetDiskGarbage)},
         {"WySetProxy", Address(SetProxy)},
         {"WySetIdentifier", Address(SetIdentifier)},

@@ -24,6 +24,7 @@ struct State {
     std::set<std::string> hidden;                        // functions that it does not export
     std::map<std::uint32_t, WyEventCallback> callbacks;  // of the subscriptions that stand
     std::optional<std::uint32_t> refusedEvent;           // subscribing to it fails with not found
+    std::optional<std::string> usedFolder;               // what an installation names; none: null
     std::function<void()> duringServiceCall;             // what starting and stopping wait for
 };
 

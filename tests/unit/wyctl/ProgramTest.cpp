@@ -185,7 +185,7 @@ TEST_F(Program, list_says_of_subscription_calls_that_they_need_a_callback) {
 TEST_F(Program, list_as_json_with_and_without_the_library) {
     EXPECT_EQ(Run({"list", "--json"}), 0);
     Json::Value functions = OneJson()["functions"];
-    ASSERT_EQ(functions.size(), 82U);
+    ASSERT_EQ(functions.size(), 85U);
     EXPECT_EQ(functions[0]["name"], Json::Value("WyScan"));
     EXPECT_EQ(functions[0]["exported"], Json::Value(true));
     EXPECT_EQ(functions[0]["arguments"][1]["key"], Json::Value("items"));
