@@ -60,6 +60,8 @@ std::uint32_t CKrRpcClientHelper::SendMail2ProductPlugin(std::uint32_t destId, s
     call << "mail " << std::hex << destId << ' ' << std::dec << mailId << ' ' << mailFlag;
     s_pCurrent->calls.push_back(call.str());
     s_pCurrent->mailRequest = input.ToCompactString();
+    if (s_pCurrent->onMail)
+        s_pCurrent->onMail();
     output.Parse(s_pCurrent->mailAnswer);
     return s_pCurrent->mailResult;
 }

@@ -4,6 +4,7 @@
 // CKrRpcClientHelper here.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ struct FakeClientHelper {
     EventEntry eventEntry = nullptr;
     // The request of the last mail.
     std::wstring mailRequest;
+    // Runs for each mail before it is answered, and may change the answer.
+    std::function<void()> onMail;
 };
 
 }  // namespace test_support
