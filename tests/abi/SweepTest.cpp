@@ -2,14 +2,11 @@
 // the result is the stated one, the machine is as it was or as it was to be, and nothing is left
 // open.
 
-#include <atomic>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <set>
-#include <thread>
 
 #include "Common/KrCommon/KrComn_Result.h"
 #include "Common/KrCommon/KrComn_String.h"
@@ -24,6 +21,7 @@
 #include "support/ProcessFigures.h"
 #include "support/RunProgram.h"
 #include "support/ServiceHost.h"
+#include "support/TimeLimit.h"
 
 namespace {
 
@@ -44,39 +42,6 @@ bool IsFull() {
     return std::getenv("WYSDK_TEST_FULL") != nullptr;
 }
 
-// Ends the program when an operation does not come back.
-class TimeLimit {
-public:
-    TimeLimit() : m_Thread([this] { Watch(); }) {}
-    TimeLimit(const TimeLimit&) = delete;
-    TimeLimit& operator=(const TimeLimit&) = delete;
-    ~TimeLimit() {
-        m_bDone = true;
-        m_Thread.join();
-    }
-
-    void Restart() { m_uiTurns = 0; }
-
-private:
-    static constexpr unsigned kTurnMs = 100;
-    static constexpr unsigned kTurns = 300;
-
-    void Watch() {
-        while (!m_bDone) {
-            Sleep(kTurnMs);
-            if (++m_uiTurns > kTurns) {
-                std::printf("an operation does not return\n");
-                std::fflush(stdout);
-                std::_Exit(1);
-            }
-        }
-    }
-
-    std::atomic<unsigned> m_uiTurns{0};
-    std::atomic<bool> m_bDone{false};
-    std::thread m_Thread;
-};
-
 // All that the sweep of every operation works on. It lives as long as the test program.
 struct Bench {
     SweepMachine machine;
@@ -86,7 +51,7 @@ struct Bench {
     PlatformCalls calls{SdkLibrary::Module()};
     SweepTable table;
     SweepTable documented;
-    TimeLimit limit;
+    test_support::TimeLimit limit;
     MachineState left;  // by the last operation
 
     Bench() : documented(SweepTable::FromDocument(DocumentText())) {

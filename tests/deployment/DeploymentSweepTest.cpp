@@ -1,30 +1,160 @@
+// Each call to the system that a deployment makes fails once with each of two codes, and once with
+// all calls behind it: the result is a stated one, the machine is one that may be, the log tells of
+// it, and nothing is left open.
+
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+
 #include "deployment/SweepBench_win32.h"
-#include "support/ServiceHost.h"
-using namespace deploy_test;
-TEST(Probe, runs) {
-    test_support::ServiceHost host(L"mail:6146 x* mailresult 0x20ff0000, resultcode 0x20ff0000", 1);
-    SweepBench bench;
-    std::setbuf(stdout, nullptr);
-    for (const Operation operation : kOperations) {
-        std::printf("%s\n", NameOf(operation));
-        for (int i = 0; i < 2; ++i) {
-            bench.Prepare(operation);
-            const DWORD start = GetTickCount();
-            const SweepRun run = bench.Run(operation);
-            std::printf("== %s: %08x, %zu calls, %zu unknown, open %s, agents %d, %lu ms\n",
-                        NameOf(operation), run.result, run.calls.size(), run.unknown,
-                        ToText(run.open).c_str(), run.agents, GetTickCount() - start);
-            if (run.open.empty() == false || operation == Operation::kDeploy)
-                for (const auto& line : run.lines)
-                    std::printf("   %s\n", bench.Plain(line).c_str());
-            if (i == 1)
-                continue;
-            for (const auto& line : run.lines)
-                std::printf("   %s\n", bench.Plain(line).c_str());
-            std::printf("%s\n",
-                        bench.Plain(test_support::Difference(bench.Prepared(operation), run.things))
-                            .c_str());
+#include "deployment/SweepVerdict_win32.h"
+#include "support/TimeLimit.h"
+
+namespace {
+
+using deploy_test::Operation;
+using deploy_test::ReasonForSilence;
+using deploy_test::SweepBench;
+using deploy_test::SweepJudge;
+using deploy_test::SweepRun;
+using deploy_test::SweepVerdict;
+using test_support::Difference;
+using test_support::Plan;
+using test_support::PlatformCall;
+using test_support::PlatformCode;
+
+bool IsFull() {
+    return std::getenv("WYSDK_TEST_FULL") != nullptr;
+}
+
+class DeploymentSweep : public testing::TestWithParam<std::size_t> {
+protected:
+    static void SetUpTestSuite() { s_pLimit = new test_support::TimeLimit; }
+    static void TearDownTestSuite() {
+        delete s_pLimit;
+        s_pLimit = nullptr;
+    }
+
+    static SweepBench& Bench() { return deploy_test::SharedMachine::Bench(); }
+
+    SweepRun Run(const Plan& plan = {}) const {
+        s_pLimit->Restart();
+        Bench().Prepare(m_Operation);
+        return Bench().Run(m_Operation, plan);
+    }
+
+    bool Spoil(const Plan& plan);
+    void ExpectNothingOpen(const SweepRun& spoilt) const;
+    std::vector<std::size_t> Positions(std::size_t sample) const;
+
+    const Operation m_Operation = deploy_test::kOperations[GetParam()];
+    SweepRun m_Complete;
+    std::unique_ptr<SweepJudge> m_pJudge;
+    std::size_t m_uiRuns = 0;
+    std::size_t m_uiAsWithout = 0;
+    std::size_t m_uiHost = 0;
+
+private:
+    static inline test_support::TimeLimit* s_pLimit = nullptr;
+};
+
+// A failure may leave the log closed: what both it and a run without failure leave open is lost.
+void DeploymentSweep::ExpectNothingOpen(const SweepRun& spoilt) const {
+    std::map<test_support::Holding, int> open = spoilt.open;
+    if (!open.empty()) {
+        for (const auto& [holding, count] : Run().open)
+            open[holding] += count;
+    }
+    // A library that the plan has kept loaded is not lost by the operation.
+    const bool hasKeptLibrary =
+        std::any_of(spoilt.calls.begin(), spoilt.calls.end(), [](const PlatformCall& one) {
+            return one.spoilt && std::string_view(one.function->name) == "FreeLibrary";
+        });
+    if (hasKeptLibrary)
+        open.erase(test_support::Holding::kModule);
+    std::erase_if(open, [](const auto& entry) { return entry.second == 0; });
+    EXPECT_TRUE(open.empty()) << ToText(open);
+}
+
+// False when the plan did not come to its call.
+bool DeploymentSweep::Spoil(const Plan& plan) {
+    const SweepRun spoilt = Run(plan);
+    const auto call = std::find_if(spoilt.calls.begin(), spoilt.calls.end(),
+                                   [](const PlatformCall& one) { return one.spoilt; });
+    if (call == spoilt.calls.end())
+        return false;
+    ++m_uiRuns;
+    char result[16];
+    std::snprintf(result, sizeof result, "0x%08x", static_cast<unsigned>(spoilt.result));
+    SCOPED_TRACE(std::string(NameOf(m_Operation)) + ", " +
+                 (plan.action == Plan::Action::kFailOne ? "call " : "calls from ") +
+                 std::to_string(plan.position) + " " + call->function->name + "(" +
+                 Bench().Plain(call->texts) + "), code " +
+                 std::to_string(CodeOf(*call->function, plan.code)) + ": " + result);
+    const SweepVerdict verdict = m_pJudge->Judge(spoilt);
+    EXPECT_EQ("", Bench().Plain(verdict.problems));
+    if (!verdict.isAsWithout && !verdict.isTold) {
+        EXPECT_NE("", ReasonForSilence(spoilt)) << "the log does not tell";
+    }
+    m_uiAsWithout += verdict.isAsWithout ? 1 : 0;
+    m_uiHost += m_pJudge->HasTouchedHost(spoilt) ? 1 : 0;
+    ExpectNothingOpen(spoilt);
+    return true;
+}
+
+// All, or a sample that is the same each time.
+std::vector<std::size_t> DeploymentSweep::Positions(std::size_t sample) const {
+    std::vector<std::size_t> positions(m_Complete.calls.size());
+    for (std::size_t i = 0; i < positions.size(); ++i)
+        positions[i] = i;
+    if (IsFull())
+        return positions;
+    std::mt19937 random(static_cast<unsigned>(GetParam() + sample));
+    std::shuffle(positions.begin(), positions.end(), random);
+    positions.resize(sample);
+    return positions;
+}
+
+TEST_P(DeploymentSweep, each_failing_call_leaves_a_machine_that_may_be) {
+    // The log is where an install leaves it.
+    Bench().Prepare(Operation::kInstall);
+    Bench().Run(Operation::kInstall);
+    Run();
+    m_Complete = Run();
+    EXPECT_TRUE(m_Complete.open.empty()) << ToText(m_Complete.open);
+    EXPECT_THAT(m_Complete.unknown, testing::IsEmpty());
+    m_pJudge = std::make_unique<SweepJudge>(Bench(), m_Operation, m_Complete);
+    ASSERT_EQ("", m_pJudge->Judge(m_Complete).problems);
+    const test_support::MachineThings packages = Bench().Packages();
+
+    constexpr std::size_t kSampleOfOne = 8;
+    constexpr std::size_t kSampleOfAll = 3;
+    const DWORD start = GetTickCount();
+    for (const std::size_t position : Positions(kSampleOfOne)) {
+        for (const PlatformCode code : {PlatformCode::kAccessDenied, PlatformCode::kSecond}) {
+            if (IsFull() || (position % 2 == 0) == (code == PlatformCode::kSecond)) {
+                EXPECT_TRUE(Spoil(Plan::FailOne(position, code))) << position;
+            }
         }
     }
+    const std::size_t ones = m_uiRuns;
+    for (const std::size_t position : Positions(kSampleOfAll))
+        EXPECT_TRUE(Spoil(Plan::FailFrom(position, PlatformCode::kAccessDenied))) << position;
+    std::printf(
+        "%s: %zu calls, %zu runs with one failing, %zu from there on, %zu as without, "
+        "%zu on the folder of the program, %lu s\n",
+        NameOf(m_Operation), m_Complete.calls.size(), ones, m_uiRuns - ones, m_uiAsWithout,
+        m_uiHost, (GetTickCount() - start) / 1000);
+    EXPECT_EQ("", Difference(packages, Bench().Packages()));
 }
+
+INSTANTIATE_TEST_SUITE_P(Each, DeploymentSweep,
+                         testing::Range<std::size_t>(0, std::size(deploy_test::kOperations)),
+                         [](const auto& info) {
+                             std::string name = NameOf(deploy_test::kOperations[info.param]);
+                             std::erase_if(name, [](char c) { return c < 'a' || c > 'z'; });
+                             return name;
+                         });
+
+}  // namespace

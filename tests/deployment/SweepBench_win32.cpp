@@ -11,6 +11,7 @@
 #include "deployment/SweepPackage.h"
 #include "support/LogRecorder.h"
 #include "support/RunProgram.h"
+#include "support/ServiceHost.h"
 
 namespace deploy_test {
 
@@ -66,6 +67,12 @@ void HideWinGuid(MachineThings& things, const test_support::ProductPlaces& place
         found->second = L"text (guid)";
 }
 
+struct BenchWithService {
+    test_support::ServiceHost host{L"mail:6146 x* mailresult 0x20ff0000, resultcode 0x20ff0000", 1};
+    SweepBench bench;
+};
+std::unique_ptr<BenchWithService> g_pShared;
+
 }  // namespace
 
 const char* NameOf(Operation operation) {
@@ -115,6 +122,7 @@ SweepBench::~SweepBench() {
     }
     m_pCalls.reset();
     m_pSystem.reset();
+    SetCurrentDirectoryW(L"C:\\");
 }
 
 // Away from the host of another identity, so that the name of the program decides. It stays loaded,
@@ -127,9 +135,10 @@ void SweepBench::LoadLibraryOfIdentity() const {
 }
 
 void SweepBench::MakeMachine() {
-    for (const wchar_t* folder : {L"Maker", L"Temp", L"Host", L"Library"})
+    for (const wchar_t* folder : {L"Maker", L"Temp", L"Host", L"Library", L"Present"})
         fs::create_directories(At(folder));
     SetEnvironmentVariableW(L"TMP", At(L"Temp").c_str());
+    SetCurrentDirectoryW(At(L"Present").c_str());
     fs::copy_file(test_support::ProgramFolder() / L"WySdk.dll", At(L"Library\\WySdk.dll"));
     Put(At(L"Maker\\foreign.txt"), "foreign");
     Put(At(L"Maker\\Wyvarion\\foreign.txt"), "foreign");
@@ -142,7 +151,7 @@ void SweepBench::MakeMachine() {
     SetText(HKEY_LOCAL_MACHINE, kMakerKey + std::wstring(L"\\Other"), L"Text", L"foreign");
     SetText(HKEY_CURRENT_USER, kMakerKey + std::wstring(L"\\Other"), L"Text", L"foreign");
     RegCloseKey(MakeKey(HKEY_LOCAL_MACHINE, SimulatedSystem::kServicesKey));
-    m_Scope = ScopeOf(Places(), {At(L"Maker"), At(L"Host"), At(L"Temp")});
+    m_Scope = ScopeOf(Places(), {At(L"Maker"), At(L"Host"), At(L"Present"), At(L"Temp")});
     m_Scope.services.clear();
     m_Scope.keys.emplace_back(SimulatedSystem::kServicesKey);
 }
@@ -157,8 +166,10 @@ void SweepBench::MakeStates() {
             throw std::runtime_error(text);
         }
     };
-    SDK(WyUninstall)();  // makes the folders that stay
-    Keep({Operation::kInstall}, false);
+    // Makes the folders that stay. Where no product is, it takes the folder of the program for it.
+    SDK(WyUninstall)();
+    Put(At(L"Host\\host.txt"), "host");
+    Keep({Operation::kInstall});
     const auto install = [this](const wchar_t* package) {
         return [this, package] { return Install(package); };
     };
@@ -168,28 +179,26 @@ void SweepBench::MakeStates() {
     SetText(HKEY_LOCAL_MACHINE,
             SimulatedSystem::kServicesKey + (L"\\" + Places().id) + L" Host Service", L"name",
             Places().id + L" Host Service");
-    Keep({Operation::kPostInstall}, false);
+    Keep({Operation::kPostInstall});
     Prepare(Operation::kInstall);
     succeed("old install", install(L"Old"));
     succeed("its second phase", [] { return SDK(WyPostInstall)(); });
     SetVersion(L"3.1.1100");
     Put(fs::path(Places().installDir) / L"old.txt", "old");
-    Keep({Operation::kReinstall, Operation::kRollback, Operation::kUninstall, Operation::kDeploy},
-         true);
+    Keep({Operation::kReinstall, Operation::kRollback, Operation::kUninstall, Operation::kDeploy});
     Prepare(Operation::kReinstall);
     succeed("install over it", install(L"New"));
-    Keep({Operation::kPostReinstall}, false);
+    Keep({Operation::kPostReinstall});
 }
 
 void SweepBench::SetVersion(const wchar_t* version) const {
     SetText(HKEY_LOCAL_MACHINE, kMakerKey + (L"\\" + Places().id), L"ProductVersion", version);
 }
 
-void SweepBench::Keep(std::initializer_list<Operation> operations, bool isRunning) {
+void SweepBench::Keep(std::initializer_list<Operation> operations) {
     for (const Operation operation : operations) {
         State& state = m_States[operation];
         state.image = std::make_unique<MachineImage>(m_Scope);
-        state.isRunning = isRunning;
         Prepare(operation);
         state.things = Look();
     }
@@ -197,12 +206,16 @@ void SweepBench::Keep(std::initializer_list<Operation> operations, bool isRunnin
 
 void SweepBench::Prepare(Operation operation) {
     Watch(ModuleOf(operation));
-    const State& state = m_States.at(operation);
-    state.image->PutBack();
+    m_States.at(operation).image->PutBack();
+    StartPrograms(operation);
+}
+
+void SweepBench::StartPrograms(Operation operation) {
     m_pSystem->ForgetStarted();
     m_pSystem->StopWatchdog();
     m_pSystem->SetRunningProgram({});
-    if (state.isRunning) {
+    if (operation == Operation::kReinstall || operation == Operation::kRollback ||
+        operation == Operation::kUninstall) {
         m_pSystem->StartWatchdog(kId);
         m_pSystem->SetRunningProgram(Places().installDir + L"\\WySessionAgent_P.exe");
     }
@@ -245,11 +258,11 @@ SweepRun SweepBench::Watched(const Plan& plan, const std::function<std::uint32_t
     watch.Stop();
     run.calls = watch.Calls();
     run.open = watch.Open();
-    run.unknown = watch.Unknown().size();
+    run.unknown = watch.Unknown();
     for (const std::wstring& text : log.Texts())
         run.lines.push_back(KrCommon::String::ToUtf8(text));
     for (const PlatformCall& one : run.calls) {
-        if (std::string_view(one.function->name) == "KrDbgTrace" && !one.spoilt)
+        if (std::string_view(one.function->name) == "KrDbgTrace")
             run.lines.push_back(one.texts);
     }
     for (const std::wstring& line : m_pSystem->Started())
@@ -342,6 +355,16 @@ MachineThings SweepBench::Packages() const {
     MachineThings things = LookAt(scope);
     std::erase_if(things, [](const auto& thing) { return thing.first.starts_with(L"at "); });
     return things;
+}
+
+SweepBench& SharedMachine::Bench() {
+    if (g_pShared == nullptr)
+        g_pShared = std::make_unique<BenchWithService>();
+    return g_pShared->bench;
+}
+
+void SharedMachine::End() {
+    g_pShared.reset();
 }
 
 }  // namespace deploy_test

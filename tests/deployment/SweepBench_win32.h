@@ -39,10 +39,10 @@ struct SweepRun {
     std::uint32_t result = 0;
     test_support::MachineThings things;  // the machine afterwards
     std::vector<test_support::PlatformCall> calls;
-    std::vector<std::string> lines;  // of the log
+    std::vector<std::string> lines;  // of the log, also those that the trace module refused
     std::map<test_support::Holding, int> open;
-    std::size_t unknown = 0;
-    int agents = 0;  // session agents that were started
+    std::vector<std::string> unknown;  // functions that were looked up and are in no table
+    int agents = 0;                    // session agents that were started
 };
 
 // One in a process. It lies directly below C:\, so that paths have as many folders on every
@@ -60,6 +60,8 @@ public:
     // Makes the machine what the operation finds.
     void Prepare(Operation operation);
     const test_support::MachineThings& Prepared(Operation operation) const;
+    // What runs when the operation begins, for one run in another process.
+    void StartPrograms(Operation operation);
     // The operation on the machine as it is.
     SweepRun Run(Operation operation, const test_support::Plan& plan = {});
 
@@ -79,13 +81,12 @@ private:
     struct State {
         std::unique_ptr<MachineImage> image;
         test_support::MachineThings things;
-        bool isRunning = false;  // watchdog and session agent
     };
 
     void LoadLibraryOfIdentity() const;
     void MakeMachine();
     void MakeStates();
-    void Keep(std::initializer_list<Operation> operations, bool isRunning);
+    void Keep(std::initializer_list<Operation> operations);
     SweepRun Watched(const test_support::Plan& plan,
                      const std::function<std::uint32_t()>& call) const;
     std::uint32_t Install(const wchar_t* package) const;
@@ -103,6 +104,14 @@ private:
     std::map<Operation, State> m_States;
 
     void Watch(HMODULE module);
+};
+
+// The one machine of a test program and a service that takes the events of a set-up, made with the
+// first use. End() takes both away again.
+class SharedMachine {
+public:
+    static SweepBench& Bench();
+    static void End();
 };
 
 }  // namespace deploy_test
