@@ -35,7 +35,10 @@ public:
     virtual bool HasVersion(const std::wstring& path) = 0;
 };
 
-// Those of the system, as the deployment asks for them.
+// All files of a folder of the system and of those in it. For Windows builds alone.
+std::vector<PackageFile> FilesBelow(const std::wstring& folder);
+
+// Those of the system, as the deployment asks for them. For Windows builds alone.
 std::unique_ptr<PackageFiles> MakePackageFiles();
 
 }  // namespace WyCtl

@@ -150,8 +150,9 @@ void CheckName(const Context& context, const Item& item) {
     }
     if (name.find_first_of("\\/") != std::string::npos) {
         context.Error("name-with-folder", item,
-                      item.Writes() ? "a Name with a folder in it is found, but cannot be copied: "
-                                      "the installation ends with 0xe00e0014"
+                      item.Writes() ? "a Name with a folder in it is looked for in that folder, "
+                                      "but taken from SourceDir itself: another file is copied, "
+                                      "or none, and then the installation ends with 0xe00e0014"
                                     : "a Name with a folder in it reaches out of TargetDir",
                       "put the folder into SourceDir and TargetDir");
     }
@@ -193,11 +194,10 @@ void CheckWrittenFile(const Context& context, const Item& item) {
                           "add the file, or remove the item");
             break;
         case PackageFiles::Kind::Folder:
-            context.Error("wrong-kind", item,
-                          Quoted(path) +
-                              " is a folder, which a File cannot copy: the "
-                              "installation ends with 0xe00e0014",
-                          "use a Folder");
+            context.Error(
+                "wrong-kind", item,
+                Quoted(path) + " is a folder, which a File does not copy: nothing is done",
+                "use a Folder");
             break;
         case PackageFiles::Kind::File:
             break;

@@ -15,12 +15,17 @@ constexpr std::size_t kLongestData = 1U << 20U;
 constexpr std::size_t kAdvisedData = 2048;
 constexpr char kMakerKey[] = "SOFTWARE\\KORVEXDATA";
 
-// In the units of the system.
+// In the units of the system, UTF-16: two for what takes four bytes here.
 std::size_t UnitsOf(std::string_view text) {
-    const std::wstring wide = KrCommon::String::FromUtf8(text);
-    return static_cast<std::size_t>(
-        std::count_if(wide.begin(), wide.end(), [](wchar_t unit) { return unit <= 0xffff; }) +
-        2 * std::count_if(wide.begin(), wide.end(), [](wchar_t unit) { return unit > 0xffff; }));
+    constexpr unsigned char kFirstOfFour = 0xf0;
+    std::size_t units = 0;
+    for (const char letter : text) {
+        const auto byte = static_cast<unsigned char>(letter);
+        const bool goesOn = (byte & 0xc0U) == 0x80U;
+        units += goesOn ? 0 : 1;
+        units += byte >= kFirstOfFour ? 1 : 0;
+    }
+    return units;
 }
 
 void CheckKeyForm(const Context& context, const Item& item, const std::string& key) {

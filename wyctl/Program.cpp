@@ -10,6 +10,7 @@
 
 #include "wyctl/Batch.h"
 #include "wyctl/CommandLine_Deploy.h"
+#include "wyctl/CommandLine_Package.h"
 #include "wyctl/CommandLine_Service.h"
 #include "wyctl/CommandLine_Settings.h"
 #include "wyctl/CommandLine_Update.h"
@@ -114,6 +115,7 @@ CommandLine::CommandLine(const ProgramOptions& defaults)
     AddWhere();
     AddLog();
     AddJsonDb();
+    AddPackageCommands(m_Commands);
     AddServiceCommands(m_Commands);
     AddSettingsCommands(m_Commands);
     AddUpdateCommands(m_Commands);

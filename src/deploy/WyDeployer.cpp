@@ -20,10 +20,6 @@ constexpr wchar_t kLogModule[] = L"WyDeployHelper";
 
 constexpr std::uint32_t k64BitView = 2;
 
-bool IsForPlatform(const std::wstring& platform, bool is64Bit) noexcept {
-    return !EqualNoCase(platform, is64Bit ? L"win32" : L"x64");
-}
-
 // The number at the start of a text, as wcstoul() with 32 bits gives it: blanks and a sign may
 // stand before it, what is too large is the largest number, and no number is 0.
 std::uint32_t ToDword(const std::wstring& text) noexcept {
@@ -60,6 +56,10 @@ bool DeployItems(const Records& records, bool is64Bit, const wchar_t* skipped, S
 }
 
 }  // namespace
+
+bool IsForPlatform(const std::wstring& platform, bool is64Bit) noexcept {
+    return !EqualNoCase(platform, is64Bit ? L"win32" : L"x64");
+}
 
 CWyDeployer::~CWyDeployer() = default;
 

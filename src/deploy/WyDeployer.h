@@ -34,6 +34,9 @@
 
 namespace WyDeployHelper::DeployCommon {
 
+// Whether an item with this Platform is carried out on such a system.
+bool IsForPlatform(const std::wstring& platform, bool is64Bit) noexcept;
+
 // One manifest and the pass over it. Belongs to one thread.
 class CWyDeployer : public PackageManifest {
 public:

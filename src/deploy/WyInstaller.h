@@ -89,6 +89,9 @@ public:
     // Also 0xe00e0003 and the codes of DeleteFolder() and of the steps that start the product.
     std::uint32_t RollbackWy();
 
+    // Whether the registered version is later than this build's, which refuses a re-install.
+    static bool IsLaterVersionInstalled();
+
 private:
     struct Version {
         std::uint32_t first = 0;   // major number in the upper 16 bits, minor in the lower
@@ -99,7 +102,6 @@ private:
     bool IsInstalled() const;
 
     std::uint32_t PreReInstall();
-    static bool IsLaterVersionInstalled();
     static void ParseVersion(const std::wstring& text, Version& out);
     std::uint32_t BackupInstallFolder();
     std::uint32_t PreCheck() const;

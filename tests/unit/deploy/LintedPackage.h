@@ -26,7 +26,7 @@ public:
     void Put(const std::wstring& path, bool hasVersion = false) {
         m_Files[Upper(path)] = hasVersion;
     }
-    void Remove(const std::wstring& path) { m_Files.erase(Upper(path)); }
+    void Clear() { m_Files.clear(); }
 
     Kind KindOf(const std::wstring& path) override {
         const std::wstring name = Upper(path);

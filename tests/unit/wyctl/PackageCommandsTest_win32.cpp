@@ -1,0 +1,553 @@
+// The commands of the group "package" as people and programs see them.
+
+#include <gmock/gmock.h>
+
+#include "PackageFixture_win32.h"
+#include "deploy/WyDeployer.h"
+#include "lib/wycommon/WyCommon_Paths.h"
+#include "support/FileFixture_win32.h"
+#include "support/FolderSnapshot.h"
+#include "support/RegistryKey_win32.h"
+#include "support/RegistryTree_win32.h"
+#include "utilMode/FrwkMode.h"
+#include "wyctl/PlanOverlay.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::RegistryKey;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using Texts = std::vector<std::string>;
+using WyCtl::PlanOverlay;
+
+// ---- what earlier steps leave
+
+TEST(PlanOverlay, later_steps_find_what_earlier_ones_left) {
+    using enum PlanOverlay::Answer;
+    PlanOverlay overlay;
+    EXPECT_EQ(overlay.Find(L"C:\\a"), AsOnMachine);
+    overlay.Put(L"C:\\a\\b\\c.txt", L"P:\\c.txt");
+    std::wstring origin;
+    EXPECT_EQ(overlay.Find(L"c:\\A\\B\\C.TXT", &origin), There);
+    EXPECT_EQ(origin, L"P:\\c.txt");
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b"), There) << "made on the way";
+    EXPECT_EQ(overlay.Find(L"C:\\a\\d"), AsOnMachine);
+    EXPECT_THAT(overlay.PutBelow(L"C:\\a"), ElementsAre(L"C:\\a\\b\\c.txt"));
+
+    overlay.Remove(L"C:\\a\\b");
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\c.txt"), Gone);
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\other"), Gone) << "also what the machine has there";
+    EXPECT_EQ(overlay.Find(L"C:\\a\\bc"), AsOnMachine);
+    EXPECT_THAT(overlay.PutBelow(L"C:\\a"), IsEmpty());
+
+    overlay.Put(L"C:\\a\\b\\", {});
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b"), There);
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\other"), Gone) << "the new folder is empty";
+}
+
+// ---- plan
+
+class PackagePlan : public PackageFixture {
+protected:
+    Json::Value Plan(Texts more = {}) {
+        Texts line{"--json", "package", "plan", At(L"pkg")};
+        if (more.empty())
+            more = {"--to", At(L"Wy")};
+        line.insert(line.end(), more.begin(), more.end());
+        EXPECT_EQ(Run(line), 0) << m_Terminal.err;
+        EXPECT_THAT(FakeSdk::Get().calls, IsEmpty());
+        return OneJson();
+    }
+    // "element id outcome: why" of each item, and its steps "- step place" with what is said of
+    // them.
+    Texts Lines(const Json::Value& plan) const {
+        Texts lines;
+        for (const Json::Value& item : plan["items"]) {
+            const std::string id = item["id"].asString();
+            const std::string why = item["why"].asString();
+            lines.push_back(Short(item["element"].asString() + (id.empty() ? "" : " ") + id + " " +
+                                  item["outcome"].asString() + (why.empty() ? "" : ": ") + why));
+            for (const Json::Value& step : item["steps"]) {
+                const std::string value = step["value"].asString();
+                const std::string before = step["before"].asString();
+                lines.push_back(Short("- " + step["step"].asString() + " " +
+                                      step["place"].asString() + (value.empty() ? "" : "=") +
+                                      value + (before == "absent" ? "" : " " + before) +
+                                      (step["inUse"].asBool() ? " in use" : "") +
+                                      (step["atRestart"].asBool() ? " at restart" : "")));
+            }
+        }
+        return lines;
+    }
+    // Without the item of the folder and those of the external tools.
+    Texts Items(const Json::Value& plan) const {
+        Texts lines;
+        bool taken = false;
+        for (const std::string& line : Lines(plan)) {
+            if (!line.starts_with("- "))
+                taken = !line.starts_with("Product") && !line.starts_with("External");
+            if (taken)
+                lines.push_back(line);
+        }
+        return lines;
+    }
+};
+
+constexpr char kRegistry[] =
+    "<RegistryValue Id='v1' Action='write' AllAccess='yes' Root='HKLM' Name='n' Value='text'\n"
+    "  Key='SOFTWARE\\KorvexDataPlan\\a' Type='string'/>\n"
+    "<RegistryValue Id='v2' Action='write' Root='HKLM' Key='SOFTWARE\\KorvexDataPlan\\a' Name='m'\n"
+    "  Value='7' Type='dword'/>\n"
+    "<RegistryValue Id='v3' Action='write' Root='HKLM' Key='SOFTWARE\\KorvexDataPlan\\a' Name='o'\n"
+    "  Value='7' Type='qword'/>\n"
+    "<RegistryValue Id='v4' Action='delete' Root='HKLM' Key='SOFTWARE\\KorvexDataPlan\\a'\n"
+    "  Name='m'/>\n"
+    "<RegistryValue Id='v5' Action='delete' Root='HKLM' Key='SOFTWARE\\KorvexDataPlan\\a'\n"
+    "  Name='none'/>\n"
+    "<RegistryKey Id='k1' Action='create' Root='HKLM' Key='SOFTWARE\\KorvexDataPlan\\a'\n"
+    "  Platform='win32'/>\n"
+    "<RegistryKey Id='k2' Action='delete' Root='HKLM' Key='SOFTWARE\\KorvexDataPlan\\none'/>\n";
+
+constexpr char kFiles[] =
+    "<File Id='f1' Action='write' Name='*.txt' SourceDir='common' TargetDir='doc'/>\n"
+    "<File Id='f2' Action='write' Overwrite='yes' Name='v.dll' SourceDir='common'/>\n"
+    "<File Id='f3' Action='write' Name='gone.txt' SourceDir='common'/>\n"
+    "<File Id='f4' Action='delete' Name='old.txt'/>\n"
+    "<File Id='f5' Action='delete' Name='none.txt'/>\n"
+    "<File Id='f6' Action='write' Name='a.txt' SourceDir='common' Platform='win32'/>\n"
+    "<File Id='f7' Action='copy' Name='a.txt' SourceDir='common'/>\n"
+    "<Folder Id='d1' Action='write' SourceDir='data' TargetDir='data' Platform='x64'/>\n"
+    "<Folder Id='d2' Action='write' SourceDir='data' TargetDir='kept'/>\n"
+    "<Folder Id='d3' Action='delete' TargetDir='oldies'/>\n";
+
+// A package with something of each kind, over a folder that has some of it.
+class FullPackagePlan : public PackagePlan {
+protected:
+    void SetUp() override {
+        PackagePlan::SetUp();
+        PutManifest(kRegistry, kFiles);
+        Put(L"pkg\\common\\a.txt", "new a");
+        Put(L"pkg\\common\\b.txt", "new b");
+        PutVersioned(L"pkg\\common\\v.dll");
+        Put(L"pkg\\data\\sub\\c.txt", "12345");
+        Put(L"pkg\\data\\d.txt", "1");
+        Put(L"pkg\\common\\product\\External\\tool.txt", "tool");
+        PutVersioned(L"Wy\\v.dll");
+        Put(L"Wy\\doc\\a.txt", "old a");
+        Put(L"Wy\\old.txt", "old");
+        Put(L"Wy\\kept\\d.txt", "old");
+        Put(L"Wy\\oldies\\e\\f.txt", "old");
+    }
+};
+
+TEST_F(FullPackagePlan, everything_in_the_order_in_which_it_would_happen) {
+    const std::string external =
+        KrCommon::String::ToUtf8(WyCommon::Utility::GetCommonDataRoot()) + "\\External";
+    const Json::Value plan = Plan();
+    EXPECT_THAT(
+        Lines(plan),
+        ElementsAre(
+            "Product nothing: the folder is there",  //
+            "RegistryKey k1 done", "- create key HKLM\\SOFTWARE\\KorvexDataPlan\\a",
+            "RegistryKey k2 nothing: not there",  //
+            "RegistryValue v1 done", "- write value HKLM\\SOFTWARE\\KorvexDataPlan\\a\\n=text",
+            "RegistryValue v2 done", "- write value HKLM\\SOFTWARE\\KorvexDataPlan\\a\\m=7",
+            "RegistryValue v3 nothing: its Action or Type is no word that is known",
+            "RegistryValue v4 done", "- delete value HKLM\\SOFTWARE\\KorvexDataPlan\\a\\m there",
+            "RegistryValue v5 nothing: not there",  //
+            "Folder d1 done", "- make folder @\\Wy\\data", "- copy @\\Wy\\data\\d.txt",
+            "- make folder @\\Wy\\data\\sub", "- copy @\\Wy\\data\\sub\\c.txt",
+            "Folder d2 kept: @\\Wy\\kept stays: it is there, and Overwrite is not yes",
+            "Folder d3 done", "- delete file @\\Wy\\oldies\\e\\f.txt there",
+            "- delete folder @\\Wy\\oldies there",
+            "File f1 done: @\\Wy\\doc\\a.txt stays: it is there, and Overwrite is not yes",
+            "- copy @\\Wy\\doc\\b.txt",
+            testing::StartsWith("File f2 kept: @\\Wy\\v.dll stays: version "),
+            "File f3 nothing: no such file in the package",  //
+            "File f4 done", "- delete file @\\Wy\\old.txt there",
+            "File f5 nothing: not there",        //
+            "File f6 skipped: for win32 alone",  //
+            "File f7 nothing: its Action or Type is no word that is known",
+            "External x64\\product\\External nothing: not in the package",
+            "External common\\product\\External done", "- make folder " + external,
+            "- copy " + external + "\\tool.txt"));
+    EXPECT_EQ(plan["bytes"].asUInt(), 15U);
+    EXPECT_GT(plan["bytesFree"].asUInt64(), 0U);
+    EXPECT_EQ(plan["codeHex"].asString(), "0x20ff0000");
+    EXPECT_EQ(plan["reason"].asString(), "");
+    EXPECT_EQ(plan["reinstall"].asBool(), false);
+    EXPECT_EQ(plan["inUse"].size(), 0U);
+}
+
+TEST_F(FullPackagePlan, looking_changes_nothing) {
+    const auto folder = test_support::Snapshot(m_Folder.Path());
+    const auto registry = [] {
+        using test_support::ReadRegistryTree;
+        std::vector<test_support::RegistryTree> trees;
+        for (const wchar_t* key : {L"SOFTWARE\\KorvexData", L"SOFTWARE\\KorvexDataPlan",
+                                   L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run",
+                                   L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall",
+                                   L"SYSTEM\\CurrentControlSet\\Control\\Session Manager"})
+            trees.push_back(ReadRegistryTree(HKEY_LOCAL_MACHINE, key, KEY_WOW64_64KEY));
+        trees.push_back(ReadRegistryTree(HKEY_CURRENT_USER, L"Software\\KorvexData", 0));
+        trees.push_back(ReadRegistryTree(HKEY_CURRENT_USER, L"Software\\KorvexDataPlan", 0));
+        return trees;
+    };
+    const auto before = registry();
+    ASSERT_GT(before[4].size(), 1U);
+    const fs::path data = WyCommon::Utility::GetCommonDataRoot();
+    const bool hadData = fs::exists(data);
+    Plan();
+    EXPECT_EQ(Run({"package", "plan", At(L"pkg"), "--to", At(L"new")}), 0);
+    EXPECT_EQ(Run({"package", "lint", At(L"pkg")}), 1);
+    EXPECT_EQ(test_support::Snapshot(m_Folder.Path()), folder);
+    EXPECT_TRUE(registry() == before);
+    EXPECT_EQ(fs::exists(data), hadData);
+}
+
+TEST_F(FullPackagePlan, deployment_does_what_the_plan_says) {
+    const Json::Value plan = Plan();
+    std::map<fs::path, std::string> expected = test_support::Snapshot(m_Folder.Path() / L"Wy");
+    for (const Json::Value& item : plan["items"]) {
+        if (item["element"] == "External")
+            continue;
+        for (const Json::Value& step : item["steps"]) {
+            const fs::path place = KrCommon::String::FromUtf8(step["place"].asString());
+            const std::string kind = step["step"].asString();
+            if (kind == "copy") {
+                const std::ifstream file(
+                    fs::path(KrCommon::String::FromUtf8(step["from"].asString())),
+                    std::ios::binary);
+                std::ostringstream text;
+                text << file.rdbuf();
+                expected[place] = text.str();
+            } else if (kind == "make folder") {
+                expected[place] = "";
+            } else if (kind == "delete file") {
+                expected.erase(place);
+            } else if (kind == "delete folder") {
+                std::erase_if(expected, [&](const auto& entry) {
+                    return entry.first.wstring().starts_with(place.wstring());
+                });
+            }
+        }
+    }
+    WyDeployHelper::DeployCommon::CWyDeployer deployer;
+    deployer.deployRegistry = true;
+    ASSERT_TRUE(deployer.ParseConfig(L".", Wide(L"pkg\\InstCfg.xml")));
+    ASSERT_TRUE(deployer.Deploy(Wide(L"pkg"), Wide(L"Wy")));
+    EXPECT_EQ(test_support::Snapshot(m_Folder.Path() / L"Wy"), expected);
+    const auto tree = test_support::ReadRegistryTree(HKEY_LOCAL_MACHINE,
+                                                     L"SOFTWARE\\KorvexDataPlan", KEY_WOW64_64KEY);
+    ASSERT_TRUE(tree.contains(L"SOFTWARE\\KorvexDataPlan\\a"));
+    EXPECT_EQ(tree.at(L"SOFTWARE\\KorvexDataPlan\\a").size(), 1U) << "n alone";
+
+    // A second time all is there already.
+    EXPECT_THAT(Items(Plan()),
+                ::testing::IsSupersetOf(
+                    {std::string("- create key HKLM\\SOFTWARE\\KorvexDataPlan\\a same"),
+                     std::string("- write value HKLM\\SOFTWARE\\KorvexDataPlan\\a\\n=text same"),
+                     std::string("Folder d1 kept: @\\Wy\\data stays: it is there, and Overwrite is "
+                                 "not yes")}));
+    // They go at the end, what is below first.
+    const RegistryKey key(L"SOFTWARE\\KorvexDataPlan", KEY_WOW64_64KEY);
+    const RegistryKey below(L"SOFTWARE\\KorvexDataPlan\\a", KEY_WOW64_64KEY);
+}
+
+TEST_F(FullPackagePlan, text_for_people) {
+    ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--to", At(L"Wy")}), 0);
+    const std::string text = Short(m_Terminal.out);
+    EXPECT_THAT(text, HasSubstr("product       @\\Wy\n"));
+    EXPECT_THAT(text, HasSubstr("installation  as if nothing were installed\n"));
+    EXPECT_THAT(text, HasSubstr("write value    HKLM\\SOFTWARE\\KorvexDataPlan\\a\\n"));
+    EXPECT_THAT(text, HasSubstr("= text\n"));
+    EXPECT_THAT(text, HasSubstr("from @\\pkg\\common\\b.txt\n"));
+    EXPECT_THAT(text, HasSubstr("\n15 bytes to copy, "));
+    EXPECT_THAT(text, HasSubstr("2 item(s) kept, 1 skipped, "));
+    EXPECT_THAT(text, HasSubstr("Nothing was changed.\n"));
+    EXPECT_THAT(text, Not(HasSubstr("refused")));
+}
+
+TEST_F(PackagePlan, file_in_use_fails_a_copy_and_delays_a_removal) {
+    PutManifest("",
+                "<Folder Id='d' Action='delete' TargetDir='old'/>\n"
+                "<File Id='g' Action='delete' Name='gone.txt'/>\n"
+                "<File Id='f' Action='write' Overwrite='yes' Name='a.txt'/>\n"
+                "<File Id='h' Action='write' Name='b.txt'/>\n");
+    Put(L"pkg\\a.txt", "new");
+    Put(L"Wy\\a.txt", "old");
+    Put(L"Wy\\gone.txt", "old");
+    Put(L"Wy\\old\\b.txt", "old");
+    const test_support::LockedFile one(Wide(L"Wy\\a.txt"));
+    const test_support::LockedFile two(Wide(L"Wy\\gone.txt"));
+    const test_support::LockedFile three(Wide(L"Wy\\old\\b.txt"));
+    const Json::Value plan = Plan();
+    EXPECT_THAT(
+        Items(plan),
+        ElementsAre("Folder d done", "- delete file @\\Wy\\old\\b.txt there in use at restart",
+                    "- delete folder @\\Wy\\old there at restart",  //
+                    "File g done", "- delete file @\\Wy\\gone.txt there in use at restart",
+                    "File f fails: the file that is there is in use",
+                    "- copy @\\Wy\\a.txt there in use", "File h not reached"));
+    EXPECT_EQ(plan["codeHex"].asString(), "0xe00e0014");
+    EXPECT_EQ(plan["inUse"].size(), 3U);
+    ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--to", At(L"Wy")}), 0);
+    EXPECT_THAT(Short(m_Terminal.out), HasSubstr("\nin use now: @\\Wy\\a.txt\n"));
+    EXPECT_THAT(m_Terminal.out, HasSubstr("refused       0xe00e0014: an item fails\n"));
+}
+
+TEST_F(PackagePlan, item_that_cannot_be_carried_out_ends_the_plan) {
+    Put(L"pkg\\sub\\b.txt", "b");
+    Put(L"pkg\\a.txt", "a");
+    const std::string key = "Key='SOFTWARE\\KorvexDataPlan\\a'/>";
+    const struct {
+        std::string registry;
+        std::string files;
+        const char* line;
+    } rows[] = {
+        {"<RegistryKey Id='x' Action='create' Root='HKCR' " + key, "",
+         "RegistryKey x fails: Root is no root of the registry"},
+        {"<RegistryKey Id='x' Action='delete' " + key, "",
+         "RegistryKey x fails: Root is no root of the registry"},
+        {"<RegistryKey Id='x' Action='create' Root='HKLM' Key='\\a'/>", "",
+         "RegistryKey x fails: a key cannot begin with \\"},
+        {"<RegistryValue Id='x' Action='write' Type='dword' " + key, "",
+         "RegistryValue x fails: Root is no root of the registry"},
+        {"<RegistryValue Id='x' Action='delete' " + key, "",
+         "RegistryValue x fails: Root is no root of the registry"},
+        {"", "<File Id='x' Action='write' Name='sub\\b.txt'/>",
+         "File x fails: a name with a folder in it cannot be copied"},
+        {"", "<File Id='x' Action='write' Name='a.txt' TargetDir='a|b'/>",
+         "File x fails: no file can have this name"},
+        {"", "<Folder Id='x' Action='write' SourceDir='a.txt' TargetDir='t'/>",
+         "Folder x fails: the source is no folder"},
+    };
+    for (const auto& row : rows) {
+        PutManifest(row.registry, row.files);
+        const Json::Value plan = Plan();
+        EXPECT_THAT(Items(plan), ::testing::Contains(row.line)) << row.registry << row.files;
+        EXPECT_EQ(plan["codeHex"].asString(), "0xe00e0014");
+
+        // The deployment ends there as well.
+        WyDeployHelper::DeployCommon::CWyDeployer deployer;
+        deployer.deployRegistry = true;
+        ASSERT_TRUE(deployer.ParseConfig(L".", Wide(L"pkg\\InstCfg.xml")));
+        EXPECT_FALSE(deployer.Deploy(Wide(L"pkg"), Wide(L"Wy2"))) << row.registry << row.files;
+    }
+}
+
+TEST_F(PackagePlan, what_refuses_an_installation) {
+    fs::remove(m_Folder.Path() / L"pkg\\x64\\foundation\\libexpat.dll");
+    EXPECT_EQ(Plan()["codeHex"].asString(), "0xe00e0013");
+    EXPECT_THAT(Plan()["reason"].asString(), HasSubstr("no XML library"));
+    fs::remove(m_Folder.Path() / L"pkg\\Setup.ini");
+    const Json::Value plan = Plan();
+    EXPECT_EQ(plan["codeHex"].asString(), "0xe00e0013");
+    EXPECT_EQ(plan["reason"].asString(), "Setup.ini is missing or cannot be read");
+}
+
+TEST_F(PackagePlan, folders_and_manifests_that_are_none) {
+    const struct {
+        Texts line;
+        int exitCode;
+        const char* words;
+    } rows[] = {
+        {{"package", "plan", At(L"none")}, 1, " is no folder"},
+        {{"package", "plan", At(L"pkg\\Setup.ini")}, 1, " is no folder"},
+        {{"package", "plan", ""}, 2, "DIR is empty"},
+        {{"package", "plan"}, 2, "DIR is required"},
+        {{"package", "plan", At(L"pkg"), "--installed", "--to", "C:\\a"}, 2, "--to is for"},
+        {{"package", "plan", At(L"pkg\\x64")}, 1, "there is no such file"},
+        {{"package", "lint", At(L"none")}, 1, " is no folder"},
+        {{"package"}, 2, "subcommand"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Run(row.line), row.exitCode) << testing::PrintToString(row.line);
+        EXPECT_THAT(m_Terminal.err, HasSubstr(row.words));
+        EXPECT_EQ(m_Terminal.out, "");
+    }
+    for (const auto& [document, words] : {std::pair{"<Product>", "no element found in line 1"},
+                                          {"<a/>", "no Product as its outermost element"}}) {
+        Put(L"pkg\\InstCfg.xml", document);
+        EXPECT_EQ(Run({"package", "plan", At(L"pkg")}), 1);
+        EXPECT_THAT(m_Terminal.err, HasSubstr(words));
+        EXPECT_THAT(m_Terminal.err, HasSubstr("would end with 0xe00e0013"));
+    }
+}
+
+TEST_F(PackagePlan, usual_place_is_named_without_a_target) {
+    ASSERT_EQ(Run({"--json", "package", "plan", At(L"pkg")}), 0) << m_Terminal.err;
+    EXPECT_THAT(OneJson()["product"].asString(), HasSubstr("\\Korvex Data\\"));
+}
+
+// ---- over an installed product
+
+class InstalledPackagePlan : public PackagePlan {
+protected:
+    void SetUp() override {
+        PackagePlan::SetUp();
+        Frwk::Mode::SetWyvarionId(L"Tavrenox");
+        PutManifest(
+            "<RegistryKey Id='k' Action='create' Root='HKLM' Key='SOFTWARE\\KorvexDataPlan'/>",
+            "<File Id='f' Action='write' Name='a.txt'/>");
+        Put(L"pkg\\a.txt", "new");
+        Put(L"Wy\\a.txt", "old");
+        ASSERT_TRUE(m_Product.SetText(L"ProductPath", Wide(L"Wy")));
+    }
+    void TearDown() override { Frwk::Mode::SetWyvarionId(m_strId); }
+
+    void Register() {
+        ASSERT_TRUE(m_Product.SetText(L"ProductGuid", L"{3d5a91c2-6e0b-4f17-a2c8-91b7e04d3f6a}"));
+    }
+
+    const std::wstring m_strId = Frwk::Mode::GetWyvarionId();
+    RegistryKey m_Product{L"SOFTWARE\\KorvexData\\Tavrenox", KEY_WOW64_64KEY};
+    RegistryKey m_Entry{
+        L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
+        L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}",
+        KEY_WOW64_64KEY};
+};
+
+TEST_F(InstalledPackagePlan, product_is_moved_aside_and_tools_wait_for_the_restart) {
+    Register();
+    Put(L"WyvarionBackup\\older.txt", "older");
+    Put(L"pkg\\common\\product\\External\\tool.txt", "tool");
+    const std::string data = KrCommon::String::ToUtf8(WyCommon::Utility::GetCommonDataRoot());
+    const Json::Value plan = Plan({"--installed"});
+    EXPECT_TRUE(plan["reinstall"].asBool());
+    EXPECT_EQ(plan["codeHex"].asString(), "0x20ff0000");
+    EXPECT_THAT(
+        Lines(plan),
+        ElementsAre(
+            "Backup done", "- delete file @\\WyvarionBackup\\older.txt there",
+            "- delete folder @\\WyvarionBackup there", "- move @\\WyvarionBackup", "Product done",
+            "- make folder @\\Wy",  //
+            "RegistryKey k done", "- create key HKLM\\SOFTWARE\\KorvexDataPlan", "File f done",
+            "- copy @\\Wy\\a.txt", "External x64\\product\\External nothing: not in the package",
+            "External common\\product\\External done", "- make folder " + data + "\\ExternalTmp",
+            "- copy " + data + "\\ExternalTmp\\tool.txt", "External at the restart done",
+            "- move " + data + "\\External\\tool.txt at restart"));
+    ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--installed"}), 0);
+    EXPECT_THAT(m_Terminal.out, HasSubstr("installation  again: "));
+}
+
+TEST_F(InstalledPackagePlan, setup_file_may_leave_the_registry_alone) {
+    Register();
+    Put(L"pkg\\Setup.ini", "[MsiConfig]\r\nUpdateRegistry=0\r\n");
+    const Json::Value plan = Plan({"--installed"});
+    EXPECT_FALSE(plan["registry"].asBool());
+    EXPECT_THAT(Items(plan), Not(::testing::Contains(HasSubstr("RegistryKey"))));
+    ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--installed"}), 0);
+    EXPECT_THAT(m_Terminal.out, HasSubstr("registry      left alone"));
+    EXPECT_TRUE(Plan()["registry"].asBool()) << "a first installation";
+}
+
+TEST_F(InstalledPackagePlan, files_in_use_are_told_before_the_folder_is_moved) {
+    Register();
+    const test_support::LockedFile locked(Wide(L"Wy\\a.txt"));
+    const Json::Value plan = Plan({"--installed"});
+    ASSERT_EQ(plan["inUse"].size(), 1U);
+    EXPECT_EQ(Short(plan["inUse"][0].asString()), "@\\Wy\\a.txt");
+}
+
+TEST_F(InstalledPackagePlan, later_version_refuses_and_the_way_back_is_told) {
+    Register();
+    ASSERT_TRUE(m_Product.SetText(L"ProductVersion", L"3.1.1159"));
+    const Json::Value plan = Plan({"--installed"});
+    EXPECT_EQ(plan["codeHex"].asString(), "0xe00e000c");
+    EXPECT_EQ(plan["reason"].asString(), "version 3.1.1159 is installed");
+    ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--installed"}), 0);
+    EXPECT_THAT(m_Terminal.out, HasSubstr("the way back then deletes the product's folder"));
+}
+
+TEST_F(InstalledPackagePlan, restart_since_a_removal_is_asked_for) {
+    wchar_t windows[MAX_PATH];
+    GetWindowsDirectoryW(windows, MAX_PATH);
+    const fs::path marker = fs::path(windows) / L"temp" / L"TavrenoxTemp.dat";
+    std::ofstream(marker).flush();
+    ASSERT_TRUE(fs::exists(marker));
+    EXPECT_EQ(Plan()["codeHex"].asString(), "0xe00e000a");
+    fs::remove(marker);
+    EXPECT_EQ(Plan()["codeHex"].asString(), "0x20ff0000");
+}
+
+TEST_F(InstalledPackagePlan, check_of_the_system_is_asked_in_this_identity_alone) {
+    Put(L"pkg\\Setup.ini",
+        "[Check]\r\nCheckOS=1\r\nOS=WinVista\r\n[CheckWin10]\r\n"
+        "MinBuildNumber=99999999\r\n[CheckWin7]\r\nMinBuildNumber=99999999\r\n"
+        "[CheckWin8]\r\nMinBuildNumber=99999999\r\n[CheckWin8.1]\r\n"
+        "MinBuildNumber=99999999\r\n");
+    const Json::Value plan = Plan();
+    EXPECT_EQ(plan["codeHex"].asString(), "0xe00e0012");
+    EXPECT_EQ(plan["systemCheck"].asString(), "refuses this system");
+    Frwk::Mode::SetWyvarionId(L"Wyvarion");
+    const Json::Value other = Plan();
+    EXPECT_EQ(other["codeHex"].asString(), "0x20ff0000");
+    EXPECT_EQ(other["systemCheck"].asString(), "none for this identity");
+}
+
+TEST_F(InstalledPackagePlan, product_that_is_no_re_install_is_installed_over) {
+    const Json::Value plan = Plan({"--installed"});
+    EXPECT_FALSE(plan["reinstall"].asBool()) << "no ProductGuid";
+    EXPECT_EQ(Short(plan["product"].asString()), "@\\Wy");
+    EXPECT_THAT(Items(plan),
+                ::testing::Contains("File f kept: @\\Wy\\a.txt stays: it is there, and Overwrite "
+                                    "is not yes"));
+    ASSERT_TRUE(m_Product.SetText(L"ProductPath", L""));
+    EXPECT_EQ(Run({"package", "plan", At(L"pkg"), "--installed"}), 1);
+    EXPECT_THAT(m_Terminal.err, HasSubstr("no product is installed"));
+}
+
+// ---- lint
+
+TEST_F(PackageFixture, lint_tells_each_finding_and_fails_on_errors_alone) {
+    Put(L"pkg\\a.txt", "a");
+    PutManifest("", "<File Id='f' Action='write' Name='a.txt' Note='x'/>\n");
+    EXPECT_EQ(Run({"package", "lint", At(L"pkg")}), 0);
+    EXPECT_EQ(m_Terminal.out,
+              "InstCfg.xml:5: warning unknown-attribute: File 'f': nobody reads the attribute "
+              "'Note'; remove it\n0 error(s), 1 warning(s) in 1 item(s)\n");
+    EXPECT_EQ(Run({"--json", "package", "lint", At(L"pkg")}), 0);
+    EXPECT_TRUE(OneJson()["ok"].asBool());
+
+    PutManifest("", "<File Id='f' Action='write' Name='b.txt'/>\n");
+    EXPECT_EQ(Run({"--json", "package", "lint", At(L"pkg")}), 1);
+    const Json::Value answer = OneJson();
+    EXPECT_FALSE(answer["ok"].asBool());
+    EXPECT_EQ(answer["errors"].asUInt(), 1U);
+    EXPECT_EQ(answer["warnings"].asUInt(), 0U);
+    EXPECT_EQ(answer["items"].asUInt(), 1U);
+    ASSERT_EQ(answer["findings"].size(), 1U);
+    const Json::Value& finding = answer["findings"][0];
+    EXPECT_EQ(finding["severity"], "error");
+    EXPECT_EQ(finding["id"], "missing-source");
+    EXPECT_EQ(finding["element"], "File");
+    EXPECT_EQ(finding["item"], "f");
+    EXPECT_EQ(finding["line"].asInt(), 5);
+    EXPECT_THAT(finding["what"].asString(), HasSubstr("'b.txt' is not in the package"));
+    EXPECT_NE(finding["advice"].asString(), "");
+}
+
+TEST_F(PackageFixture, lint_looks_at_the_files_of_the_system) {
+    Put(L"pkg\\Setup.ini", "[Check]\r\nCheckOS=1\r\nOS=win7\r\n");
+    PutVersioned(L"pkg\\s\\v.dll");
+    Put(L"pkg\\s\\plain.exe", "x");
+    Put(L"pkg\\s\\deep\\a.txt", "x");
+    PutManifest(
+        "",
+        "<Folder Id='d' Action='write' Overwrite='yes' KeyModule='v.dll' SourceDir='s'/>\n"
+        "<File Id='e' Action='write' Overwrite='yes' Name='*.exe' SourceDir='s'"
+        " TargetDir='t'/>\n"
+        "<File Id='f' Action='write' Name='a.txt' SourceDir='s\\deep' TargetDir='deep'/>\n");
+    EXPECT_EQ(Run({"--json", "package", "lint", At(L"pkg")}), 0);
+    Texts findings;
+    const Json::Value answer = OneJson();
+    for (const Json::Value& finding : answer["findings"])
+        findings.push_back(finding["id"].asString() + " " + finding["item"].asString());
+    EXPECT_THAT(findings,
+                ElementsAre("setup-os ", "version-never-applies e", "overlapping-target f"));
+}
+
+}  // namespace

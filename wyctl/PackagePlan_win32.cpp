@@ -1,0 +1,393 @@
+#include "wyctl/PackagePlan.h"
+
+#include <algorithm>
+#include <set>
+
+#include "Common/KrCommon/KrComn_Result.h"
+#include "Common/KrCommon/KrComn_String.h"
+#include "Common/KrCommon/KrComn_Windows.h"
+#include "deploy/DeployCommon_Folders.h"
+#include "deploy/SetupConfig.h"
+#include "deploy/SystemCheckHelper.h"
+#include "deploy/WyDeployer.h"
+#include "deploy/WyInstaller.h"
+#include "lib/wycommon/WyCommon_Paths.h"
+#include "utilMode/FrwkMode.h"
+#include "wyctl/Errors.h"
+#include "wyctl/PackageFiles.h"
+#include "wyctl/PackageXml.h"
+#include "wyctl/PendingMoves.h"
+#include "wyctl/PlanMachine_win32.h"
+
+namespace WyCtl {
+
+namespace {
+
+namespace Deploy = WyDeployHelper::DeployCommon;
+namespace Result = KrCommon::Result;
+namespace Setup = WyDeployHelper::SetupHelper;
+namespace Utility = WyCommon::Utility;
+using KrCommon::String::EqualNoCase;
+using KrCommon::String::ToUtf8;
+using Outcome = PlanItem::Outcome;
+using Utility::JoinPath;
+
+// The identity whose installations are checked, refused and re-installed.
+constexpr std::int32_t kCheckedMode = 1;
+
+// ---- what stands in the way
+
+void Refuse(PackagePlan& plan, std::uint32_t result, const std::wstring& reason) {
+    if (!Result::Failed(plan.result)) {
+        plan.result = result;
+        plan.reason = reason;
+    }
+}
+
+// In the order in which an installation asks.
+void CheckRefusals(PackagePlan& plan) {
+    const bool checked = Frwk::Mode::GetModeId() == kCheckedMode;
+    if (checked && Deploy::IsRebootPending()) {
+        Refuse(plan, Result::kRebootPending, L"the restart since the last removal has not been");
+    }
+    if (plan.reinstall && Setup::CWyInstaller::IsLaterVersionInstalled()) {
+        Refuse(plan, Result::kLaterVersionInstalled,
+               L"version " + Utility::GetProductVersion() + L" is installed");
+    }
+    if (!Setup::g_SetupConfig.ReadConfig(JoinPath(plan.package, L"Setup.ini"))) {
+        Refuse(plan, Result::kPackageNotRead, L"Setup.ini is missing or cannot be read");
+        plan.systemCheck = L"nothing asked";
+        return;
+    }
+    if (!checked || !Setup::g_SetupConfig.IsOsChecked()) {
+        plan.systemCheck = checked ? L"switched off in Setup.ini" : L"none for this identity";
+        return;
+    }
+    Setup::CSystemCheckHelper checks;
+    checks.InitCheckFunction();
+    const std::uint32_t result = checks.CheckAllSystemItems();
+    plan.systemCheck = Result::Failed(result) ? L"refuses this system" : L"accepts this system";
+    if (Result::Failed(result)) {
+        Refuse(plan, result, L"the check of Setup.ini refuses this system");
+    }
+}
+
+// ---- folders
+
+void TellFolders(const PlanInput& input, PackagePlan& plan) {
+    plan.package = input.package;
+    if (!input.installed) {
+        plan.product = input.target;
+        if (plan.product.empty()) {
+            plan.product = JoinPath(
+                JoinPath(Utility::ExpandCsidlPath(L"#CSIDL_PROGRAM_FILES#"), L"Korvex Data"),
+                Frwk::Mode::GetWyvarionId());
+        }
+        return;
+    }
+    plan.product = Utility::GetProductPath();
+    if (plan.product.empty()) {
+        throw Failure("no product is installed: there is nothing to install over");
+    }
+    // The installer's own answer to whether this is a re-install: it names its folder.
+    std::wstring folder;
+    Setup::CWyInstaller installer({}, {});
+    installer.SetDirectory({}, input.package, folder);
+    plan.reinstall = !folder.empty();
+    if (plan.reinstall) {
+        plan.product = folder;
+    }
+}
+
+std::uint64_t FreeBytes(std::wstring folder) {
+    ULARGE_INTEGER free{};
+    while (!folder.empty() &&
+           GetDiskFreeSpaceExW((folder + L"\\").c_str(), &free, nullptr, nullptr) == 0) {
+        folder = KrCommon::String::RemoveFileName(folder);
+    }
+    return free.QuadPart;
+}
+
+// ---- items
+
+PlanItem NewItem(const char* element, const std::wstring& id = {}) {
+    PlanItem item;
+    item.element = element;
+    item.id = id;
+    return item;
+}
+
+class Planner {
+public:
+    explicit Planner(PackagePlan& plan) : m_Plan(plan) {}
+
+    void Backup() {
+        std::wstring product = m_Plan.product;
+        KrCommon::String::RemoveSeparator(product);
+        const std::wstring backup =
+            JoinPath(std::wstring(KrCommon::String::RemoveFileName(product)), L"WyvarionBackup");
+        PlanItem item = NewItem("Backup");
+        if (m_Machine.Exists(backup)) {
+            bool ignored = false;
+            std::uint32_t error = 0;
+            m_Machine.EmptyFolder(backup, ignored, error);
+            m_Machine.RemoveFolder(backup);
+        }
+        for (const PackageFile& file : FilesBelow(product)) {
+            const std::wstring path = JoinPath(product, file.name);
+            if (IsFileInUse(path)) {
+                m_InUse.insert(path);
+            }
+        }
+        m_Machine.MoveFolder(product, backup);
+        Finish(std::move(item), true);
+    }
+
+    void ProductFolder() {
+        m_Machine.MakeFolders(m_Plan.product);
+        PlanItem item = NewItem("Product");
+        item.why = L"the folder is there";
+        Finish(std::move(item), true);
+    }
+
+    void Manifest(const Deploy::PackageManifest& manifest) {
+        for (const auto& record : manifest.registryKeys) {
+            Carry("RegistryKey", record, record.platform, &Deploy::PackageManifest::registryKeys);
+        }
+        for (const auto& record : manifest.registryValues) {
+            Carry("RegistryValue", record, record.platform,
+                  &Deploy::PackageManifest::registryValues);
+        }
+        for (const auto& record : manifest.folders) {
+            Carry("Folder", record, record.platform, &Deploy::PackageManifest::folders);
+        }
+        for (const auto& record : manifest.files) {
+            Carry("File", record, record.platform, &Deploy::PackageManifest::files);
+        }
+    }
+
+    void ExternalTools() {
+        const std::wstring root = Utility::GetCommonDataRoot();
+        const std::wstring last = JoinPath(root, L"External");
+        const std::wstring target = m_Plan.reinstall ? JoinPath(root, L"ExternalTmp") : last;
+        for (const wchar_t* part :
+             {m_Machine.Is64Bit() ? L"x64\\product\\External" : L"win32\\product\\External",
+              L"common\\product\\External"}) {
+            PlanItem item = NewItem("External", part);
+            const std::wstring source = JoinPath(m_Plan.package, part);
+            if (m_bStopped) {
+                item.outcome = Outcome::NotReached;
+                m_Plan.items.push_back(std::move(item));
+            } else if (GetFileAttributesW(source.c_str()) == INVALID_FILE_ATTRIBUTES) {
+                item.why = L"not in the package";
+                m_Plan.items.push_back(std::move(item));
+            } else {
+                Finish(std::move(item), m_Machine.CopyFolder(source, target));
+            }
+        }
+        if (m_Plan.reinstall && !m_bStopped) {
+            AddMoves(target, last);
+        }
+    }
+
+    void Sum() {
+        for (const PlanItem& item : m_Plan.items) {
+            for (const PlanStep& step : item.steps) {
+                m_Plan.bytes += step.bytes;
+                if (step.inUse) {
+                    m_InUse.insert(step.place);
+                }
+            }
+        }
+        m_Plan.inUse.assign(m_InUse.begin(), m_InUse.end());
+    }
+
+private:
+    // Gives the library's deployer one item of a manifest.
+    template <class Record>
+    void Carry(const char* element, const Record& record, const std::wstring& platform,
+               std::vector<Record> Deploy::PackageManifest::*list) {
+        PlanItem item = NewItem(element, record.id);
+        if (m_bStopped) {
+            item.outcome = Outcome::NotReached;
+            m_Plan.items.push_back(std::move(item));
+            return;
+        }
+        // On a key the platform has no effect.
+        if (item.element != "RegistryKey" &&
+            !Deploy::IsForPlatform(platform, m_Machine.Is64Bit())) {
+            item.outcome = Outcome::Skipped;
+            item.why = L"for " + platform + L" alone";
+            m_Plan.items.push_back(std::move(item));
+            return;
+        }
+        Deploy::CWyDeployer deployer(m_Machine);
+        (deployer.*list).push_back(record);
+        const bool done = deployer.Deploy(m_Plan.package, m_Plan.product);
+        item.why = Reason(record);
+        Finish(std::move(item), done);
+    }
+
+    void Finish(PlanItem item, bool done) {
+        item.steps = m_Machine.TakeSteps();
+        const std::wstring failure = m_Machine.TakeFailure();
+        const std::wstring kept = KeptWords(item);
+        if (!done) {
+            item.outcome = Outcome::Fails;
+            item.why = failure;
+            m_bStopped = true;
+        } else if (!item.steps.empty()) {
+            item.outcome = Outcome::Done;
+            item.why = kept;
+        } else if (!kept.empty()) {
+            item.outcome = Outcome::Kept;
+            item.why = kept;
+        }
+        m_Plan.items.push_back(std::move(item));
+    }
+
+    // What an item names that is there already and stays as it is.
+    std::wstring KeptWords(const PlanItem& item) {
+        const std::vector<std::wstring> found = m_Machine.TakeFound();
+        const auto versions = m_Machine.TakeVersions();
+        std::wstring words;
+        for (const std::wstring& path : found) {
+            const bool asksInside = std::any_of(
+                found.begin(), found.end(),
+                [&](const std::wstring& other) { return other.starts_with(path + L"\\"); });
+            if (item.why != kWrites || !IsTarget(path) || asksInside || IsCopied(item, path)) {
+                continue;
+            }
+            const auto version = versions.find(path);
+            words += (words.empty() ? L"" : L"; ") + path + L" stays: ";
+            words += version == versions.end()
+                         ? std::wstring(L"it is there, and Overwrite is not yes")
+                         : L"version " + version->second + L" is there, and no later one comes";
+        }
+        return words;
+    }
+
+    // Of what the deployer asks for: not what the package holds.
+    bool IsTarget(const std::wstring& path) const {
+        return LiesBelow(path, m_Plan.product) &&
+               !(LiesBelow(path, m_Plan.package) && m_Plan.package.size() > m_Plan.product.size());
+    }
+
+    static bool IsCopied(const PlanItem& item, const std::wstring& path) {
+        std::wstring whole(MAX_PATH, L'\0');
+        whole.resize(GetFullPathNameW(path.c_str(), MAX_PATH, whole.data(), nullptr));
+        return std::any_of(item.steps.begin(), item.steps.end(), [&](const PlanStep& step) {
+            return step.kind == PlanStep::Kind::CopyFile &&
+                   (EqualNoCase(step.place, whole) || step.place.starts_with(whole + L"\\"));
+        });
+    }
+
+    static constexpr const wchar_t* kWrites = L"no such file in the package";
+    static constexpr const wchar_t* kDeletes = L"not there";
+    static constexpr const wchar_t* kUnknownWord = L"its Action or Type is no word that is known";
+
+    // Why an item that does nothing does nothing.
+    static std::wstring Reason(const Deploy::FileRecord& record) {
+        if (EqualNoCase(record.action, L"write")) {
+            return kWrites;
+        }
+        return EqualNoCase(record.action, L"delete") ? kDeletes : kUnknownWord;
+    }
+    template <class Record>
+    static std::wstring Reason(const Record& record) {
+        return EqualNoCase(record.action, L"delete") ? kDeletes : kUnknownWord;
+    }
+
+    // What waits for the next start of the system: all that is in the folder by then.
+    void AddMoves(const std::wstring& from, const std::wstring& to) {
+        PlanItem item = NewItem("External", L"at the restart");
+        std::set<std::wstring> names;
+        for (const PlanItem& external : m_Plan.items) {
+            for (const PlanStep& step : external.steps) {
+                if (external.element == "External" && step.kind == PlanStep::Kind::CopyFile) {
+                    names.insert(step.place.substr(from.size() + 1));
+                }
+            }
+        }
+        for (const PackageFile& file : FilesBelow(from)) {
+            names.insert(file.name);
+        }
+        for (const std::wstring& name : names) {
+            PlanStep step;
+            step.kind = PlanStep::Kind::MoveFile;
+            step.place = JoinPath(to, name);
+            step.data = JoinPath(from, name);
+            step.atRestart = true;
+            item.steps.push_back(std::move(step));
+        }
+        item.outcome = names.empty() ? Outcome::Nothing : Outcome::Done;
+        m_Plan.items.push_back(std::move(item));
+    }
+
+    PackagePlan& m_Plan;
+    PlanMachine m_Machine;
+    std::set<std::wstring> m_InUse;
+    bool m_bStopped = false;
+};
+
+// Raises Failure with what is wrong with the document.
+[[noreturn]] void RefuseManifest(const PlanInput& input, const std::wstring& path) {
+    const PackageXml xml = ReadPackageXml(input.folderOfLibrary, path);
+    constexpr std::uint32_t kFileNotFound = 2;
+    std::string words = "it has no Product as its outermost element";
+    if (xml.fault.has_value() && !xml.fault->words.empty()) {
+        words = xml.fault->words + " in line " + std::to_string(xml.fault->line) + ", column " +
+                std::to_string(xml.fault->column);
+    } else if (xml.fault.has_value() && xml.fault->code == kFileNotFound) {
+        words = "there is no such file";
+    } else if (xml.fault.has_value()) {
+        words = "system error " + std::to_string(xml.fault->code);
+    }
+    throw Failure(ToUtf8(path) + " cannot be read: " + words +
+                  ". An installation would end with 0xe00e0013");
+}
+
+}  // namespace
+
+std::size_t PackagePlan::Count(PlanItem::Outcome outcome) const {
+    return static_cast<std::size_t>(
+        std::count_if(items.begin(), items.end(),
+                      [outcome](const PlanItem& item) { return item.outcome == outcome; }));
+}
+
+PackagePlan MakePackagePlan(const PlanInput& input) {
+    PackagePlan plan;
+    plan.result = Result::kSuccess;
+    TellFolders(input, plan);
+    CheckRefusals(plan);
+    plan.registry = !(plan.reinstall && Setup::g_SetupConfig.GetUpdateRegistry() == L"0");
+
+    const std::wstring path = JoinPath(plan.package, L"InstCfg.xml");
+    Deploy::CWyDeployer manifest;
+    manifest.deployRegistry = plan.registry;
+    if (!manifest.ParseConfig(input.folderOfLibrary, path)) {
+        RefuseManifest(input, path);
+    }
+    const std::wstring library = JoinPath(plan.package, Deploy::DeployMachine::OfSystem().Is64Bit()
+                                                            ? L"x64\\foundation\\libexpat.dll"
+                                                            : L"win32\\foundation\\libexpat.dll");
+    if (GetFileAttributesW(library.c_str()) == INVALID_FILE_ATTRIBUTES) {
+        Refuse(plan, Result::kPackageNotRead, L"the package has no XML library for this system");
+    }
+
+    Planner planner(plan);
+    if (plan.reinstall) {
+        planner.Backup();
+    }
+    planner.ProductFolder();
+    planner.Manifest(manifest);
+    planner.ExternalTools();
+    planner.Sum();
+    if (plan.Count(Outcome::Fails) != 0) {
+        Refuse(plan, Result::kManifestNotCarriedOut, L"an item fails");
+    }
+    plan.free = FreeBytes(plan.product);
+    return plan;
+}
+
+}  // namespace WyCtl
