@@ -8,7 +8,9 @@
 #include <random>
 
 #include "deployment/SweepBench_win32.h"
+#include "deployment/SweepTally.h"
 #include "deployment/SweepVerdict_win32.h"
+#include "support/RunProgram.h"
 #include "support/TimeLimit.h"
 
 namespace {
@@ -28,10 +30,22 @@ bool IsFull() {
     return std::getenv("WYSDK_TEST_FULL") != nullptr;
 }
 
+bool IsTableWanted() {
+    return std::getenv("WYSDK_SWEEP_TABLE") != nullptr;
+}
+
+std::string DocumentText() {
+    std::ifstream file(test_support::ProgramFolder() / "data" / "verification.md",
+                       std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 class DeploymentSweep : public testing::TestWithParam<std::size_t> {
 protected:
     static void SetUpTestSuite() { s_pLimit = new test_support::TimeLimit; }
     static void TearDownTestSuite() {
+        if (IsTableWanted())
+            std::ofstream(test_support::ProgramFolder() / "deployment-sweep.md") << s_Tally.Rows();
         delete s_pLimit;
         s_pLimit = nullptr;
     }
@@ -54,6 +68,7 @@ protected:
     std::size_t m_uiRuns = 0;
     std::size_t m_uiAsWithout = 0;
     std::size_t m_uiHost = 0;
+    static inline deploy_test::SweepTally s_Tally;
 
 private:
     static inline test_support::TimeLimit* s_pLimit = nullptr;
@@ -95,7 +110,12 @@ bool DeploymentSweep::Spoil(const Plan& plan) {
     const SweepVerdict verdict = m_pJudge->Judge(spoilt);
     EXPECT_EQ("", Bench().Plain(verdict.problems));
     if (!verdict.isAsWithout && !verdict.isTold) {
-        EXPECT_NE("", ReasonForSilence(spoilt)) << "the log does not tell";
+        EXPECT_NE("", ReasonForSilence(spoilt, plan.code)) << "the log does not tell";
+    }
+    if (plan.action == Plan::Action::kFailOne) {
+        s_Tally.AddOne(NameOf(m_Operation), spoilt.result, call->function->name);
+    } else {
+        s_Tally.AddAll(NameOf(m_Operation), spoilt.result);
     }
     m_uiAsWithout += verdict.isAsWithout ? 1 : 0;
     m_uiHost += m_pJudge->HasTouchedHost(spoilt) ? 1 : 0;
@@ -147,6 +167,11 @@ TEST_P(DeploymentSweep, each_failing_call_leaves_a_machine_that_may_be) {
         NameOf(m_Operation), m_Complete.calls.size(), ones, m_uiRuns - ones, m_uiAsWithout,
         m_uiHost, (GetTickCount() - start) / 1000);
     EXPECT_EQ("", Difference(packages, Bench().Packages()));
+    if (!IsTableWanted()) {
+        const auto documented = deploy_test::SweepTally::FromDocument(DocumentText());
+        EXPECT_EQ("", s_Tally.Difference(documented, NameOf(m_Operation), !IsFull()))
+            << "docs/verification.md is out of date: run scripts/fault-table.py";
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, DeploymentSweep,

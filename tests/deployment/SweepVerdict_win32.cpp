@@ -88,9 +88,9 @@ bool SweepJudge::IsResultAllowed(std::uint32_t result) const {
             return isOfInstall;
         case Operation::kReinstall:
         case Operation::kRollback:
-            // Processes, backup, shortcuts, autorun, and the codes of the service manager.
+            // No folder, processes, backup, shortcuts, autorun, and those of the service manager.
             return isOfInstall || isSystemError ||
-                   isOneOf({0xe00e0003, 0xe00e0018, 0xe00e0001, 0xe00e0005});
+                   isOneOf({0xe0ff0008, 0xe00e0003, 0xe00e0018, 0xe00e0001, 0xe00e0005});
         case Operation::kPostInstall:
         case Operation::kPostReinstall:
             // Whatever the mail to the service gives comes through.
@@ -125,6 +125,9 @@ bool SweepJudge::MayBe(const std::wstring& thing, const std::wstring& value) con
         return MayBeFile(thing, value);
     if (!RegistryPathOfThing(thing).empty())
         return MayBeValue(thing, value);
+    // The watchdog ends when it is told to, and with the process that simulates it.
+    if (thing.starts_with(L"event "))
+        return value.empty();
     // A service is removed and entered anew, stopped and started; its description comes last.
     if (!thing.starts_with(L"service " + m_Places.id))
         return false;
@@ -139,7 +142,7 @@ bool SweepJudge::MayBeFile(const std::wstring& thing, const std::wstring& value)
     // The same goes for a folder of the system that is not told: its token is the name of a folder
     // in the present one.
     if (BeginsWithNoCase(path, m_Bench.At(L"Present\\#CSIDL_")))
-        return true;
+        return m_Operation != Operation::kDeploy;
     if (isHost)
         return m_Operation != Operation::kInstall && m_Operation != Operation::kDeploy;
     const bool isTemporary = BeginsWithNoCase(path, m_Bench.At(L"Temp"));
@@ -176,6 +179,9 @@ bool SweepJudge::MayBeValue(const std::wstring& thing, const std::wstring& value
                 return true;
         }
     }
+    // Any package may come to its end where a lookup fails that would stop it.
+    if (path.ends_with(L": SourceDir"))
+        return BeginsWithNoCase(value, L"text \"" + m_Bench.Base());
     // What a manifest has already stored is not taken back; a GUID that cannot be read is made
     // anew.
     return path.ends_with(L"\\Settings: Text") || path.ends_with(L": WinGuid") ||
@@ -219,7 +225,7 @@ bool SweepJudge::HasTouchedHost(const SweepRun& spoilt) const {
             }).empty();
 }
 
-std::string ReasonForSilence(const SweepRun& spoilt) {
+std::string ReasonForSilence(const SweepRun& spoilt, test_support::PlatformCode which) {
     if (spoilt.lines.empty())
         return "the log could not be opened";
     for (const PlatformCall& call : spoilt.calls) {
@@ -228,6 +234,9 @@ std::string ReasonForSilence(const SweepRun& spoilt) {
         const std::string_view name = call.function->name;
         if (name == "FindFirstFileW" || name == "GetFileAttributesW")
             return "what cannot be looked up counts as missing";
+        const std::uint32_t code = CodeOf(*call.function, which);
+        if (code == ERROR_FILE_NOT_FOUND || code == ERROR_SERVICE_DOES_NOT_EXIST)
+            return "what is said to be missing needs no removal";
         const bool isStore = name == "RegSetValueExW" || name == "RegCreateKeyExW";
         if (isStore && KrCommon::Result::Succeeded(spoilt.result))
             return "the results of the values by which the product is known are not looked at";

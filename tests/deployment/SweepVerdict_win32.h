@@ -50,6 +50,6 @@ private:
 };
 
 // Why the log says nothing of failed calls, although they made a difference; empty when it must.
-std::string ReasonForSilence(const SweepRun& spoilt);
+std::string ReasonForSilence(const SweepRun& spoilt, test_support::PlatformCode code);
 
 }  // namespace deploy_test
