@@ -1,46 +1,71 @@
 #!/usr/bin/env python3
-"""Puts the results of the sweep of faults into docs/verification.md.
+"""Puts the results of the sweeps of faults into docs/verification.md.
 
-Builds the sweep's test program, runs the whole sweep under Wine, and writes its table between the
-two marks of the document. What is to be committed stands there afterwards.
+Builds the sweeps' test programs, runs the whole sweeps under Wine, and writes their tables between
+the marks of the document. What is to be committed stands there afterwards.
+
+    scripts/fault-table.py [exports] [deployment]      both unless named
 """
 
 import os
 import pathlib
 import subprocess
 import sys
+from typing import NamedTuple
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "mingw-x64"
-PROGRAM = BUILD / "bin" / "AbiSweepTest.exe"
 DOCUMENT = ROOT / "docs" / "verification.md"
-BEGIN = "<!-- fault sweep: begin -->"
-END = "<!-- fault sweep: end -->"
-HEAD = ("| export | platform call | code | result | seen |\n"
-        "|---|---|---|---|---|\n")
-SECONDS = 1800
 
 
-def run_sweep():
+class Sweep(NamedTuple):
+    target: str
+    program: str
+    tests: str    # those that write the table
+    rows: str     # the file that they write it to, beside the program
+    mark: str
+    head: str
+    seconds: int
+
+
+SWEEPS = {
+    "exports": Sweep(
+        "AbiSweepTest", "AbiSweepTest.exe", "*", "fault-sweep.md", "fault sweep",
+        "| export | platform call | code | result | seen |\n|---|---|---|---|---|\n", 1800),
+    "deployment": Sweep(
+        "DeploymentSweepTest", "DeploymentSweepTest_P.exe", "*DeploymentSweep*",
+        "deployment-sweep.md", "deployment sweep",
+        "| operation | result | one failing | all from one on | the one |\n"
+        "|---|---|---|---|---|\n", 3600),
+}
+
+
+def run_sweep(sweep):
     """The rows of the table, one per line."""
-    subprocess.run(["cmake", "--build", BUILD, "--target", PROGRAM.stem], check=True)
-    rows = PROGRAM.with_name("fault-sweep.md")
+    subprocess.run(["cmake", "--build", BUILD, "--target", sweep.target], check=True)
+    program = BUILD / "bin" / sweep.program
+    rows = program.with_name(sweep.rows)
     rows.unlink(missing_ok=True)
     env = dict(os.environ, WYSDK_TEST_FULL="1", WYSDK_SWEEP_TABLE="1")
-    subprocess.run([ROOT / "scripts" / "wine-test.sh", "x64", str(SECONDS), PROGRAM], check=True,
-                   env=env)
+    subprocess.run([ROOT / "scripts" / "wine-test.sh", "x64", str(sweep.seconds), program,
+                    f"--gtest_filter={sweep.tests}"], check=True, env=env)
     return rows.read_text(encoding="utf-8")
 
 
-def main():
-    rows = run_sweep()
-    text = DOCUMENT.read_text(encoding="utf-8")
-    before, begin, rest = text.partition(BEGIN)
-    _, end, after = rest.partition(END)
+def write_table(sweep, rows):
+    begin, end = (f"<!-- {sweep.mark}: {word} -->" for word in ("begin", "end"))
+    before, begin, rest = DOCUMENT.read_text(encoding="utf-8").partition(begin)
+    _, end, after = rest.partition(end)
     if not begin or not end:
         sys.exit(f"{DOCUMENT}: the marks of the table are missing")
-    DOCUMENT.write_text(f"{before}{BEGIN}\n{HEAD}{rows}{END}{after}", encoding="utf-8")
-    print(f"{rows.count(chr(10))} rows")
+    DOCUMENT.write_text(f"{before}{begin}\n{sweep.head}{rows}{end}{after}", encoding="utf-8")
+
+
+def main():
+    for name in sys.argv[1:] or SWEEPS:
+        rows = run_sweep(SWEEPS[name])
+        write_table(SWEEPS[name], rows)
+        print(f"{name}: {rows.count(chr(10))} rows")
 
 
 if __name__ == "__main__":

@@ -10,6 +10,7 @@
 #include "deployment/SweepBench_win32.h"
 #include "deployment/SweepTally.h"
 #include "deployment/SweepVerdict_win32.h"
+#include "support/ProcessFigures.h"
 #include "support/RunProgram.h"
 #include "support/TimeLimit.h"
 
@@ -58,7 +59,15 @@ protected:
         return Bench().Run(m_Operation, plan);
     }
 
+    // What grows without end when something is lost.
+    struct Held {
+        int blocks;
+        std::int64_t handles;
+    };
+    static Held HeldNow() { return {Bench().Blocks(), test_support::CountHandles()}; }
+
     bool Spoil(const Plan& plan);
+    void ExpectNothingLost(const Plan& plan) const;
     void ExpectNothingOpen(const SweepRun& spoilt) const;
     std::vector<std::size_t> Positions(std::size_t sample) const;
 
@@ -92,9 +101,22 @@ void DeploymentSweep::ExpectNothingOpen(const SweepRun& spoilt) const {
     EXPECT_TRUE(open.empty()) << ToText(open);
 }
 
+// What is kept once and for all is no loss: a loss comes again with each run.
+void DeploymentSweep::ExpectNothingLost(const Plan& plan) const {
+    Run();
+    const Held before = HeldNow();
+    Run(plan);
+    Run();
+    const Held after = HeldNow();
+    EXPECT_LE(after.blocks, before.blocks) << "blocks of memory are lost";
+    EXPECT_LE(after.handles, before.handles) << "handles are lost";
+}
+
 // False when the plan did not come to its call.
 bool DeploymentSweep::Spoil(const Plan& plan) {
+    const Held before = HeldNow();
     const SweepRun spoilt = Run(plan);
+    const Held after = HeldNow();
     const auto call = std::find_if(spoilt.calls.begin(), spoilt.calls.end(),
                                    [](const PlatformCall& one) { return one.spoilt; });
     if (call == spoilt.calls.end())
@@ -120,6 +142,8 @@ bool DeploymentSweep::Spoil(const Plan& plan) {
     m_uiAsWithout += verdict.isAsWithout ? 1 : 0;
     m_uiHost += m_pJudge->HasTouchedHost(spoilt) ? 1 : 0;
     ExpectNothingOpen(spoilt);
+    if (after.blocks > before.blocks || after.handles > before.handles)
+        ExpectNothingLost(plan);
     return true;
 }
 
@@ -137,6 +161,7 @@ std::vector<std::size_t> DeploymentSweep::Positions(std::size_t sample) const {
 }
 
 TEST_P(DeploymentSweep, each_failing_call_leaves_a_machine_that_may_be) {
+    Bench().OpenEndpoints();
     // The log is where an install leaves it.
     Bench().Prepare(Operation::kInstall);
     Bench().Run(Operation::kInstall);

@@ -96,17 +96,17 @@ const char* NameOf(Operation operation) {
 
 SweepBench::SweepBench()
     : m_pFolder(std::make_unique<test_support::TemporaryFolder>(ShallowName())),
-      m_strBase(m_pFolder->Path().wstring()) {
+      m_strBase(m_pFolder->Path().wstring()),
+      m_Blocks(LoadLibraryOfIdentity()) {
     MakeMachine();
-    LoadLibraryOfIdentity();
     Watch(SdkLibrary::Module());
     MakeStates();
 }
 
-SweepBench::SweepBench(const std::wstring& base) : m_strBase(base) {
+SweepBench::SweepBench(const std::wstring& base)
+    : m_strBase(base), m_Blocks(LoadLibraryOfIdentity()) {
     SetEnvironmentVariableW(L"TMP", At(L"Temp").c_str());
     m_Scope = ScopeOf(Places(), {});
-    LoadLibraryOfIdentity();
     Watch(SdkLibrary::Module());
 }
 
@@ -127,19 +127,22 @@ SweepBench::~SweepBench() {
 
 // Away from the host of another identity, so that the name of the program decides. It stays loaded,
 // and is what its name finds from now on.
-void SweepBench::LoadLibraryOfIdentity() const {
+HMODULE SweepBench::LoadLibraryOfIdentity() const {
     const std::wstring library = At(L"Library\\WySdk.dll");
-    if (LoadLibraryW(library.c_str()) == nullptr ||
-        SdkLibrary::Module() != GetModuleHandleW(library.c_str()))
+    fs::create_directories(At(L"Library"));
+    if (!fs::exists(library))
+        fs::copy_file(test_support::ProgramFolder() / L"WySdk.dll", library);
+    HMODULE const loaded = LoadLibraryW(library.c_str());
+    if (loaded == nullptr || SdkLibrary::Module() != loaded)
         throw std::runtime_error("the library cannot be loaded from a folder of its own");
+    return loaded;
 }
 
 void SweepBench::MakeMachine() {
-    for (const wchar_t* folder : {L"Maker", L"Temp", L"Host", L"Library", L"Present"})
+    for (const wchar_t* folder : {L"Maker", L"Temp", L"Host", L"Present"})
         fs::create_directories(At(folder));
     SetEnvironmentVariableW(L"TMP", At(L"Temp").c_str());
     SetCurrentDirectoryW(At(L"Present").c_str());
-    fs::copy_file(test_support::ProgramFolder() / L"WySdk.dll", At(L"Library\\WySdk.dll"));
     Put(At(L"Maker\\foreign.txt"), "foreign");
     Put(At(L"Maker\\Wyvarion\\foreign.txt"), "foreign");
     Put(At(L"Host\\host.txt"), "host");
@@ -312,6 +315,13 @@ MachineThings SweepBench::Look() const {
         return test_support::BeginsWithNoCase(test_support::PathOfThing(thing.first), At(L"Temp"));
     });
     return things;
+}
+
+void SweepBench::OpenEndpoints() {
+    for (int before = -1; before != SdkLibrary::OpenEndpoints();) {
+        before = SdkLibrary::OpenEndpoints();
+        SDK(WySetReamerStatus)(0);
+    }
 }
 
 std::string SweepBench::Plain(std::string text) const {

@@ -14,6 +14,7 @@
 #include "deployment/MachineImage_win32.h"
 #include "deployment/SimulatedSystem_win32.h"
 #include "support/DeployedMachine_win32.h"
+#include "support/LibraryBlocks_win32.h"
 #include "support/PlatformCalls_win32.h"
 #include "support/TemporaryFolder.h"
 
@@ -67,6 +68,11 @@ public:
 
     test_support::MachineThings Look() const;
 
+    // Has the library open all endpoints that it will have: what it keeps for one is no loss.
+    void OpenEndpoints();
+    // Blocks of memory that the library has.
+    int Blocks() const { return m_Blocks.Count(); }
+
     std::wstring At(const std::wstring& relative) const { return m_strBase + L"\\" + relative; }
     const std::wstring& Base() const { return m_strBase; }
     // A text with the machine's own folder written "@".
@@ -83,7 +89,7 @@ private:
         test_support::MachineThings things;
     };
 
-    void LoadLibraryOfIdentity() const;
+    HMODULE LoadLibraryOfIdentity() const;
     void MakeMachine();
     void MakeStates();
     void Keep(std::initializer_list<Operation> operations);
@@ -101,6 +107,7 @@ private:
     std::unique_ptr<SimulatedSystem> m_pSystem;
     std::unique_ptr<test_support::PlatformCalls> m_pCalls;
     HMODULE m_hWatched = nullptr;
+    const test_support::LibraryBlocks m_Blocks;
     std::map<Operation, State> m_States;
 
     void Watch(HMODULE module);
