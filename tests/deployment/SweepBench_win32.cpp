@@ -68,7 +68,7 @@ void HideWinGuid(MachineThings& things, const test_support::ProductPlaces& place
 }
 
 struct BenchWithService {
-    test_support::ServiceHost host{L"mail:6146 x* mailresult 0x20ff0000, resultcode 0x20ff0000", 1};
+    test_support::ServiceHost host{{}, 1};
     SweepBench bench;
 };
 std::unique_ptr<BenchWithService> g_pShared;

@@ -42,6 +42,64 @@ bool IsInstallOver(Operation operation) {
     return operation == Operation::kReinstall || operation == Operation::kRollback;
 }
 
+// The lines that tell of a result, of which one must be there.
+std::vector<const char*> LinesOf(std::uint32_t result) {
+    switch (result) {
+        case 0xe0ff0008:
+            return {"The path is invalid..."};
+        case 0xe0ff0001:
+        case 0xe00e0011:
+            return {"Check file install path failed... ErrorCode=",
+                    "Check registry install path failed... ErrorCode=", "Copy folder failed..."};
+        case 0xe00e0001:
+            return {"Remove shortcuts failed..."};
+        case 0xe00e0002:
+            return {"Create shortcuts failed..."};
+        case 0xe00e0003:
+        case 0xe00e0004:
+            return {"Terminate exe failed..."};
+        case 0xe00e0005:
+            return {"Delete run key failed..."};
+        case 0xe00e0010:
+            return {"StartWySessionAgent failed... RetCode = 0xe00e0010"};
+        case 0xe00e0012:
+            return {"Check all system items failed... RetCode = 0xe00e0012"};
+        case 0xe00e0013:
+            return {
+                "Parse setup config file error...",           "Parse InstCfg.xml file failed...",
+                "Excpetion when reading XML file: ",          "Failed to parse InstCfg.xml",
+                "cParser.QueryData(L\"./Product\") failed: ", "Config file does not exist. Path: "};
+        case 0xe00e0014:
+            return {"Deploy registry or file failed...",
+                    "() failed!",
+                    "Store registry value failed: ",
+                    "CopyFile failed...",
+                    "Copy folder failed...",
+                    "DeleteAllFiles failed!",
+                    "DeleteEntry() failed: "};
+        case 0xe00e0016:
+            return {"KrCommon::Storage::Reg::DeleteAllSection() failed..."};
+        case 0xe00e0018:
+            return {"_wrename failed... error code"};
+        default:
+            return {
+                "Backup install folder failed...retCode: ", "Remove service failed...",
+                "InstallWyStartups failed... RetCode = ",   "Start service failed, error = ",
+                "WyPublishEvent failed... RetCode = ",      "MoveAllFilesAfterReboot failed..."};
+    }
+}
+
+// A log that could not be opened has no lines.
+bool HasLineOfResult(const SweepRun& run) {
+    const std::vector<const char*> texts = LinesOf(run.result);
+    return KrCommon::Result::Succeeded(run.result) || run.lines.empty() ||
+           std::any_of(run.lines.begin(), run.lines.end(), [&](const std::string& line) {
+               return std::any_of(texts.begin(), texts.end(), [&](const char* text) {
+                   return line.find(text) != std::string::npos;
+               });
+           });
+}
+
 std::string Line(const std::wstring& thing, const std::wstring& value) {
     return KrCommon::String::ToUtf8(thing) + ": " +
            (value.empty() ? "missing" : KrCommon::String::ToUtf8(value)) + "\n";
@@ -68,6 +126,8 @@ SweepVerdict SweepJudge::Judge(const SweepRun& spoilt) const {
     verdict.isTold = IsTold(spoilt);
     if (!IsResultAllowed(spoilt.result))
         verdict.problems += "a result that is not stated\n";
+    if (!HasLineOfResult(spoilt))
+        verdict.problems += "no line of this result\n";
     verdict.problems += WrongThings(spoilt.things);
     verdict.problems += WrongStatus(spoilt);
     return verdict;
@@ -131,7 +191,9 @@ bool SweepJudge::MayBe(const std::wstring& thing, const std::wstring& value) con
     // A service is removed and entered anew, stopped and started; its description comes last.
     if (!thing.starts_with(L"service " + m_Places.id))
         return false;
-    return value.empty() || thing.ends_with(L", state") || value.ends_with(L"described as ");
+    return value.empty() || thing.ends_with(L", state") || value.ends_with(L"described as ") ||
+           // The path of the product could not be read, and the program's own folder stands for it.
+           value.find(m_Bench.At(L"Host")) != std::wstring::npos;
 }
 
 bool SweepJudge::MayBeFile(const std::wstring& thing, const std::wstring& value) const {
