@@ -24,6 +24,9 @@ using State = Finding::State;
 using String::ToUtf8;
 using Utility::JoinPath;
 
+constexpr std::wstring_view kProgramList =
+    L"HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+
 // ---- files
 
 bool IsFolder(const std::wstring& path) {
@@ -292,8 +295,8 @@ private:
         }
     }
 
-    // The keys that the package makes hold nothing else; the product's own key holds its settings,
-    // and is left out.
+    // The keys that the package makes hold nothing else, but for the version that an installation
+    // notes in the list of programs; the product's own key holds its settings, and is left out.
     void FindExtraRegistry(std::uint32_t view) {
         const std::wstring own = L"HKLM\\" + Utility::GetProductRegistryKey();
         for (const std::wstring& key : m_Expected.keys) {
@@ -302,7 +305,8 @@ private:
             }
             const RegistryReader reader = Open(key, view);
             for (const std::wstring& name : reader.ValueNames()) {
-                if (!m_Expected.values.contains({key, name})) {
+                if (!m_Expected.values.contains({key, name}) &&
+                    !(LiesBelow(key, kProgramList) && name == L"DisplayVersion")) {
                     Add(State::Extra, "value", Display({key, name}));
                 }
             }

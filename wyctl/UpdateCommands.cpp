@@ -34,7 +34,8 @@ std::wstring ProductPath(Context& context) {
 
 bool IsOwn(const std::wstring& path, const std::wstring& product) {
     return !product.empty() &&
-           (LiesBelow(path, product) || LiesBelow(path, UpdateDeploy::TemporaryFolder(product)));
+           (LiesBelow(path, product) || LiesBelow(path, UpdateDeploy::TemporaryFolder(product)) ||
+            LiesBelow(path, WyCommon::Utility::GetCommonDataRoot()));
 }
 
 bool IsOwn(const PendingMove& move, const std::wstring& product) {

@@ -10,6 +10,7 @@
 
 #include "Common/KrCommon/KrComn_String.h"
 #include "ProgramFixture.h"
+#include "lib/wycommon/WyCommon_Paths.h"
 #include "support/FolderSnapshot.h"
 #include "support/RegistryKey_win32.h"
 #include "support/TemporaryFolder.h"
@@ -266,6 +267,13 @@ TEST_F(UpdateCommands, pending_marks_the_entries_of_the_product) {
     EXPECT_THAT(Short(m_Terminal.out), HasSubstr("*    replace  @\\WyAuTemp\\a"));
     EXPECT_THAT(m_Terminal.out, HasSubstr("\n     remove   C:\\other"));
     EXPECT_THAT(m_Terminal.out, HasSubstr("\n3 of 4 entries are of this product\n"));
+}
+
+TEST_F(UpdateCommands, pending_tools_of_the_product_are_its_own) {
+    const QueuedMoves queued(L"\\??\\" + WyCommon::Utility::GetCommonDataRoot() +
+                             L"\\ExternalTmp\\a" + L'\0' + L'\0' + L'\0');
+    EXPECT_EQ(Run({"--json", "update", "pending"}), 0);
+    EXPECT_EQ(OneJson()["own"].asUInt(), 1U);
 }
 
 TEST_F(UpdateCommands, pending_list_of_another_type_cannot_be_read) {

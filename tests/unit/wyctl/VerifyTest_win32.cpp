@@ -345,6 +345,18 @@ TEST_F(VerifyRegistry, missing_changed_and_extra_ones_are_named) {
                                                "Number: 8, in the package 7"));
 }
 
+TEST_F(VerifyRegistry, version_in_the_list_of_programs_is_the_librarys) {
+    constexpr const wchar_t* kEntry =
+        L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
+        L"{6B02C7AE-41D9-4C3E-8F15-2AD96C70E1B4}";
+    test_support::RegistryKey entry(kEntry, KEY_WOW64_64KEY);
+    Manifest("", "<RegistryKey Action='create' Root='HKLM' Key='" + ToUtf8(kEntry) + "'/>");
+    ASSERT_TRUE(entry.SetText(L"DisplayVersion", L"3.1.1158"));
+    EXPECT_THAT(Findings(0), IsEmpty());
+    ASSERT_TRUE(entry.SetText(L"Other", L"x"));
+    EXPECT_THAT(Findings(1), ElementsAre("extra value HKLM\\" + ToUtf8(kEntry) + ", Other"));
+}
+
 TEST_F(VerifyRegistry, package_that_leaves_the_registry_alone_says_so) {
     EXPECT_EQ(Run({"verify", At(L"pkg")}), 1);
     EXPECT_EQ(m_Terminal.err, "");
