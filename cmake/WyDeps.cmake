@@ -1,6 +1,7 @@
 # The libraries of others, under one name in native and Windows builds:
 #   JsonCpp::JsonCpp  expat::expat  GTest::gmock  GTest::gmock_main  benchmark::benchmark
-#   Wy::boost  Wy::cli11  Wy::fmt      headers only
+#   Wy::boost  Wy::cli11               headers only
+#   Wy::fmt                            its headers; wyctl/FmtFunctions.cpp has the rest
 # Windows builds take them from WYSDK_DEPS (see the toolchain files), native ones from the system.
 find_package(Threads REQUIRED)
 find_package(jsoncpp CONFIG REQUIRED)
@@ -12,7 +13,6 @@ add_library(Wy::boost INTERFACE IMPORTED)
 add_library(Wy::cli11 INTERFACE IMPORTED)
 add_library(Wy::fmt INTERFACE IMPORTED)
 target_compile_definitions(Wy::boost INTERFACE BOOST_ALL_NO_LIB)
-target_compile_definitions(Wy::fmt INTERFACE FMT_HEADER_ONLY)
 if(WIN32)
   foreach(library IN ITEMS boost cli11 fmt)
     target_include_directories(Wy::${library} SYSTEM INTERFACE "${WYSDK_DEPS}/header-only")

@@ -38,7 +38,7 @@ def check(run):
     generated = sorted({str(pathlib.Path(folder)) for folder, _, names
                         in os.walk(ROOT / "build" / "mingw-x64")
                         if folder.endswith("/rpc") and any(n.endswith(".h") for n in names)})
-    internal = ["-std=c++20", "-DUNICODE", "-D_UNICODE", "-DFMT_HEADER_ONLY", "-DBOOST_ALL_NO_LIB",
+    internal = ["-std=c++20", "-DUNICODE", "-D_UNICODE", "-DBOOST_ALL_NO_LIB",
                 "-Isrc", "-Iinclude", "-I.",
                 *[option for folder in [*generated, deps / "include", deps / "header-only"]
                   for option in ("-isystem", str(folder))]]
