@@ -68,7 +68,11 @@ function(wy_add_gtest name)
     add_executable(wy_test_headers "${CMAKE_BINARY_DIR}/wy_test_headers.cpp")
     target_link_libraries(wy_test_headers PRIVATE GTest::gmock)
     target_compile_options(wy_test_headers PRIVATE ${WY_TEST_OPTIONS})
-    target_precompile_headers(wy_test_headers PRIVATE
+    if(WIN32)
+      # A third of the Windows sources include <windows.h>, which takes 0.8 s of each.
+      set(door "<Common/KrCommon/KrComn_Windows.h>")
+    endif()
+    target_precompile_headers(wy_test_headers PRIVATE ${door}
       <gmock/gmock.h> <gtest/gtest.h> <algorithm> <cstring> <functional> <map> <string> <vector>)
   endif()
   add_executable(${name} ${arg_SOURCES})
