@@ -49,9 +49,14 @@ build_dependencies() {
         say "building the dependencies for Windows into $deps (about three minutes, once)"
         sources=$deps/sources
         run_logged "$deps/fetch.log" "$wy_root/scripts/fetch-deps.sh" "$sources"
+        # Both at once: half of the time is CMake's, which uses one core.
+        local jobs=() arch job
         for arch in x86_64 i686; do
-            "$wy_root/scripts/build-deps.sh" "$sources" "$deps/$arch" "$arch"
+            WYSDK_JOBS=${WYSDK_JOBS:-$((($(nproc) + 1) / 2))} \
+                "$wy_root/scripts/build-deps.sh" "$sources" "$deps/$arch" "$arch" &
+            jobs+=($!)
         done
+        for job in "${jobs[@]}"; do wait "$job"; done
         touch "$deps/complete"
     fi
     exec 9>&-
