@@ -11,6 +11,7 @@
 //     --late MS       make the events after so many milliseconds
 //     --slow MS       act so many milliseconds after it was asked
 //     --deaf          record what is asked, and do nothing
+//     --stays         do not end when asked to
 //     --closed        nobody may open the events
 //     --without-stop  leave the stop event out
 //
@@ -36,6 +37,7 @@ struct Options {
     DWORD lateMs = 0;
     DWORD slowMs = 0;
     bool deaf = false;
+    bool stays = false;
     bool closed = false;
     bool withoutStop = false;
 };
@@ -62,6 +64,8 @@ bool Read(int count, wchar_t** arguments, Options& options) {
             options.slowMs = number();
         } else if (name == L"--deaf") {
             options.deaf = true;
+        } else if (name == L"--stays") {
+            options.stays = true;
         } else if (name == L"--closed") {
             options.closed = true;
         } else if (name == L"--without-stop") {
@@ -118,7 +122,9 @@ private:
 
     // Until somebody asks for the end.
     void Serve() {
-        std::vector<HANDLE> handles{m_hEnd, m_hStart, m_hStop};
+        // An event that nobody sets.
+        const HANDLE end = m_Options.stays ? CreateEventW(nullptr, TRUE, FALSE, nullptr) : m_hEnd;
+        std::vector<HANDLE> handles{end, m_hStart, m_hStop};
         if (m_Options.parent != 0)
             handles.push_back(OpenProcess(SYNCHRONIZE, FALSE, m_Options.parent));
         for (;;) {
