@@ -119,7 +119,11 @@ std::map<std::string, SampleOptions> MakeOptions() {
         [](SampleOptions& o) { o.signer = test_support::SampleSigner::kSomebodyElse; });
     add("registry-off", [](SampleOptions& o) { o.updateRegistry = false; });
     add("no-tools", [](SampleOptions& o) { o.externalTools = false; });
-    add("refuses-system", [](SampleOptions& o) { o.checks = "CheckOS=1\r\nOS=Win7\r\n"; });
+    add("refuses-system", [](SampleOptions& o) {
+        o.checks = "CheckOS=1\r\nOS=WinVista\r\n";
+        for (const char* system : {"WinXP", "WinVista", "Win7", "Win8", "Win8.1", "Win10"})
+            o.checks += std::string("[Check") + system + "]\r\nMinBuildNumber=99999\r\n";
+    });
     add("bad-key", [](SampleOptions& o) { o.failing = test_support::FailingItem::kRegistryKey; });
     add("bad-value",
         [](SampleOptions& o) { o.failing = test_support::FailingItem::kRegistryValue; });
@@ -459,6 +463,9 @@ void SetupMachine::RemoveRegistry() const {
 
 void SetupMachine::RemoveFiles() const {
     const auto remove = [](const std::wstring& path) {
+        std::error_code none;
+        for (const auto& entry : fs::recursive_directory_iterator(path, none))
+            SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
         // A program that has just ended may hold its file for a moment.
         std::error_code failed;
         for (int i = 0; i < 200; ++i) {

@@ -48,6 +48,17 @@ std::wstring HashOfText(const SetupMachine& machine, const std::wstring& text) {
     return test_support::HashOfFile(path);
 }
 
+// Whether a package leaves a file of a former one: what is never replaced, and what is replaced by
+// a greater version only. Of folders with a key module that one counts.
+bool IsKept(const std::wstring& name, bool isNewer) {
+    if (name == L"readme.txt" || name.starts_with(L"Data\\"))
+        return true;
+    const bool isProgram = name.starts_with(L"WySvcHost") || name.starts_with(L"WySessionAgent") ||
+                           name.starts_with(L"Shortcut_") || name == L"Shortcut.exe";
+    return !isNewer &&
+           (isProgram || name.starts_with(L"Plugins\\") || name.starts_with(L"win32\\"));
+}
+
 InstalledProduct Describe(SetupMachine& machine, const Step& step, bool isTavrenox) {
     const test_support::SamplePackage& package = machine.Package(step.package);
     InstalledProduct product;
@@ -58,6 +69,14 @@ InstalledProduct Describe(SetupMachine& machine, const Step& step, bool isTavren
     product.packageDir = package.Folder();
     product.isPostInstalled = step.after == After::kInstalled;
     product.files = package.FileHashes();
+    if (step.over != nullptr) {
+        const test_support::SamplePackage& former = machine.Package(step.over);
+        const bool isNewer = package.Options().version > former.Options().version;
+        for (const auto& [name, hash] : former.FileHashes()) {
+            if (IsKept(name, isNewer))
+                product.files[name] = hash;
+        }
+    }
     product.more =
         machine.Package(step.registryOf != nullptr ? step.registryOf : step.package).Registry();
     const std::wstring tools = step.toolsWait ? L"\\ExternalTmp\\" : L"\\External\\";

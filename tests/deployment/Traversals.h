@@ -48,6 +48,8 @@ struct Step {
     const wchar_t* target = L"Programs\\Wy";
     // Whose registry items are in force; the package's own, if not said.
     const char* registryOf = nullptr;
+    // The package whose files lay in the folder already. What may not be replaced is still its.
+    const char* over = nullptr;
     bool toolsWait = false;  // the external tools wait for the next start of the system
     std::function<void(SetupMachine&)> also = {};
 };

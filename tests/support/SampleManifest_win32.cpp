@@ -165,16 +165,20 @@ std::string SamplePackage::FailingRegistryItem() const {
 
 // A folder where a file lies, and a file whose name has a folder in it.
 std::string SamplePackage::FailingFileItem() const {
-    if (m_Options.failing == FailingItem::kFolder) {
-        return FolderItem("library-before", "write", "yes", "",
-                          ToUtf8(OwnPlatform() + std::wstring(L"\\product")).c_str(), "blocked") +
-               FolderItem("failing", "write", "yes", "",
-                          ToUtf8(OwnPlatform() + std::wstring(L"\\foundation")).c_str(),
+    const std::string platform = ToUtf8(OwnPlatform());
+    if (m_Options.failing == FailingItem::kFolder && m_Options.minimal) {
+        return FolderItem("before", "write", "yes", "", (platform + "\\product").c_str(),
+                          "blocked") +
+               FolderItem("failing", "write", "yes", "", (platform + "\\foundation").c_str(),
                           "blocked\\release.txt");
     }
+    if (m_Options.failing == FailingItem::kFolder) {
+        return FolderItem("failing", "write", "yes", "", (platform + "\\foundation").c_str(),
+                          "Configuration\\settings.txt");
+    }
     if (m_Options.failing == FailingItem::kFile)
-        return FileItem("failing", "write", "yes", "foundation\\libexpat.dll",
-                        ToUtf8(OwnPlatform()).c_str(), "Failing");
+        return FileItem("failing", "write", "yes", "foundation\\libexpat.dll", platform.c_str(),
+                        "Failing");
     return {};
 }
 
