@@ -18,6 +18,7 @@ namespace deploy_test {
 namespace {
 
 namespace fs = std::filesystem;
+using test_support::Is64BitSystem;
 using test_support::MachineThings;
 using test_support::Plan;
 using test_support::PlatformCall;
@@ -38,12 +39,6 @@ const wchar_t* ShallowName() {
 void Put(const fs::path& path, const std::string& text) {
     fs::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << text;
-}
-
-bool Is64BitSystem() {
-    SYSTEM_INFO info{};
-    GetNativeSystemInfo(&info);
-    return info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64;
 }
 
 HKEY MakeKey(HKEY root, const std::wstring& path) {

@@ -2,20 +2,14 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "Common/KrCommon/KrComn_Windows.h"
 #include "deployment/SweepPackage.h"
+#include "support/MachineThings_win32.h"
 
 namespace deploy_test {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-bool Is64BitSystem() {
-    SYSTEM_INFO info{};
-    GetNativeSystemInfo(&info);
-    return info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64;
-}
 
 void Put(const fs::path& path, const std::string& text) {
     fs::create_directories(path.parent_path());
@@ -75,7 +69,7 @@ std::string Replaced(std::string text, const std::string& what, const std::strin
 }  // namespace
 
 void Write(const SweepPackage& package) {
-    const std::string tree = Is64BitSystem() ? "x64" : "win32";
+    const std::string tree = test_support::Is64BitSystem() ? "x64" : "win32";
     const fs::path root = package.folder;
     const fs::path product = root / tree / "product";
     const std::string& content = package.content;

@@ -32,12 +32,6 @@ std::wstring Parent(const std::wstring& path) {
     return path.substr(0, path.rfind(L'\\'));
 }
 
-bool Is64BitSystem() {
-    SYSTEM_INFO info{};
-    GetNativeSystemInfo(&info);
-    return info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64;
-}
-
 std::wstring Environment(const wchar_t* name) {
     wchar_t text[MAX_PATH] = {};
     GetEnvironmentVariableW(name, text, MAX_PATH);

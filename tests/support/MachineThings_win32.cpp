@@ -345,6 +345,12 @@ std::wstring NumberValue(std::uint32_t number) {
     return L"number " + std::to_wstring(number);
 }
 
+bool Is64BitSystem() {
+    SYSTEM_INFO info{};
+    GetNativeSystemInfo(&info);
+    return info.wProcessorArchitecture == PROCESSOR_ARCHITECTURE_AMD64;
+}
+
 bool BeginsWithNoCase(const std::wstring& text, const std::wstring& beginning) {
     return Lower(text).starts_with(Lower(beginning));
 }

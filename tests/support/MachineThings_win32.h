@@ -66,6 +66,9 @@ std::wstring PathOfThing(const std::wstring& thing);
 // Empty for other things.
 std::wstring RegistryPathOfThing(const std::wstring& thing);
 
+// True on a 64-bit system, whatever this process is.
+bool Is64BitSystem();
+
 // Paths, and names of the registry, ignore case.
 bool BeginsWithNoCase(const std::wstring& text, const std::wstring& beginning);
 
