@@ -254,7 +254,7 @@ std::string AsText(const LintReport& report) {
 void RunPackagePlan(Context& context, const PackagePlanOptions& options) {
     if (options.installed && !options.target.empty()) {
         throw UsageError(
-            "--target is for a first installation: an installed product stays where "
+            "--to is for a first installation: an installed product stays where "
             "it is");
     }
     TakeIdentity(context);

@@ -2,11 +2,15 @@
 
 // The parts of LintPackage().
 
+#include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "wyctl/PackageLint.h"
+#include "wyctl/PackageFiles.h"
+#include "wyctl/PackageFindings.h"
+#include "wyctl/PackageXml.h"
 
 namespace WyCtl::Lint {
 

@@ -13,8 +13,8 @@
 
 #include "Common/KrCommon/KrComn_String.h"
 #include "deploy/WyDeployerMachine.h"
-#include "wyctl/PackagePlan.h"
 #include "wyctl/PlanOverlay.h"
+#include "wyctl/PlanStep.h"
 
 namespace WyCtl {
 

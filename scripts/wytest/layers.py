@@ -28,7 +28,7 @@ RULES = [
     ("devhost", "devhost",
      ["public", "WySdk", "utilRPC", "utilIPC", "wycommon", "utilMode", "KrCommon"]),
     ("wyctl", "wyctl",
-     ["public", "WySdk", "utilRPC", "utilIPC", "wycommon", "utilMode", "KrCommon"]),
+     ["public", "WySdk", "deploy", "utilRPC", "utilIPC", "wycommon", "utilMode", "KrCommon"]),
 ]
 # The system's header comes in through one door, with the same definitions everywhere.
 WINDOWS_DOOR = "src/Common/KrCommon/KrComn_Windows.h"

@@ -21,10 +21,10 @@
 //
 // A manifest is trusted like the programs that come with it; it is not kept inside its two folders.
 // ".." in SourceDir and TargetDir goes up and out, and so it does in the Name of a file that is
-// deleted; an empty TargetDir is the product's folder itself. A Name with a folder in it is found,
-// but cannot be copied. An absolute path or a device is appended to the folder like any other
-// text, which gives a name that no file can have: such a source is missing, such a target cannot be
-// written.
+// deleted; an empty TargetDir is the product's folder itself. A Name with a folder in it is looked
+// for there, but copied from SourceDir itself: another file of that name, or none, which fails. An
+// absolute path or a device is appended to the folder like any other text: that of a drive gives a
+// name that no file can have, a share lies below the folder.
 
 #include <cstdint>
 #include <string>

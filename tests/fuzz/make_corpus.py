@@ -163,6 +163,39 @@ XML_DOCUMENTS = {
 }
 
 
+# What stands in the groups of a manifest.
+MANIFESTS = {
+    "registry": "<RegistryGroup><RegistryKey Id='k' Action='create' Root='HKLM' Key='SOFTWARE\\a\\b'/>"
+                "<RegistryKey Action='delete' Root='HKCR' Key='SOFTWARE' Platform='x64'/>"
+                "<RegistryValue Action='write' AllAccess='yes' Root='HKCU' Key='\\..\\a' Name='n' "
+                "Value='-1' Type='dword'/><RegistryValue Action='delete' Type='qword' "
+                "Platform='win64'/></RegistryGroup>",
+    "files": "<FileGroup><Folder Id='d' Action='write' Overwrite='yes' KeyModule='a.dll' "
+             "SourceDir='s' TargetDir='t' Platform='win32'/><Folder Action='delete'/>"
+             "<File Action='write' Overwrite='yes' Name='*.dll' SourceDir='s' TargetDir='t'/>"
+             "<File Action='delete' Name='a?'/></FileGroup>",
+    "paths": "<FileGroup>" + "".join(
+        f"<File Action='write' Name='a' SourceDir='{path}' TargetDir='{path}'/>" for path in (
+            "..\\..", "C:\\x", "\\\\server\\share", "\\\\.\\nul", "a/../../b", "com1.x", "x. ", "a|b",
+            "n" * 300)) + "</FileGroup>",
+    "places": "<File/><filegroup/><FileGroup><File><File/></File><Folders/></FileGroup><FileGroup/>"
+              "<Other Id='&#246;'><RegistryKey/></Other>",
+    "same": "<FileGroup>" + "<Folder Action='write' SourceDir='abc' TargetDir='t'/>" * 3 +
+            "<File Action='delete' Name='*'/>" * 2 + "</FileGroup>",
+    "defaults": "<FileGroup><File/></FileGroup>",
+}
+
+
+def manifest_seeds():
+    for name, groups in MANIFESTS.items():
+        document = f"<Product>{groups}</Product>"
+        if name == "defaults":
+            document = "<!DOCTYPE Product [<!ATTLIST File Action CDATA 'write'>]>" + document
+        yield "FuzzManifest", name, document.encode()
+    for name in ("manifest", "laughs", "external-entity", "mixed", "unclosed"):
+        yield "FuzzManifest", name, XML_DOCUMENTS[name][2].encode()
+
+
 def xml_seeds():
     """Each document in UTF-8, and some in each encoding."""
     for name, (root, path, document) in XML_DOCUMENTS.items():
@@ -298,6 +331,7 @@ def seeds():
     yield from host_seeds()
     yield from foundation_seeds()
     yield from xml_seeds()
+    yield from manifest_seeds()
     yield from trace_seeds()
     for number in (0, 4, 44):
         yield "FuzzReplyOutputs", f"null-{number}", bytes([number, 0xFE]) + ANSWERS["numbers"].encode()

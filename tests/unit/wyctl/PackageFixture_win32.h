@@ -54,3 +54,52 @@ protected:
 
     test_support::TemporaryFolder m_Folder{L"wy_package"};
 };
+
+// Plans of that package.
+class PackagePlan : public PackageFixture {
+protected:
+    using Texts = std::vector<std::string>;
+
+    Json::Value Plan(Texts more = {}) {
+        Texts line{"--json", "package", "plan", At(L"pkg")};
+        if (more.empty())
+            more = {"--to", At(L"Wy")};
+        line.insert(line.end(), more.begin(), more.end());
+        EXPECT_EQ(Run(line), 0) << m_Terminal.err;
+        EXPECT_TRUE(FakeSdk::Get().calls.empty());
+        return OneJson();
+    }
+    // "element id outcome: why" of each item, and its steps "- step place" with what is said of
+    // them.
+    Texts Lines(const Json::Value& plan) const {
+        Texts lines;
+        for (const Json::Value& item : plan["items"]) {
+            const std::string id = item["id"].asString();
+            const std::string why = item["why"].asString();
+            lines.push_back(Short(item["element"].asString() + (id.empty() ? "" : " ") + id + " " +
+                                  item["outcome"].asString() + (why.empty() ? "" : ": ") + why));
+            for (const Json::Value& step : item["steps"]) {
+                const std::string value = step["value"].asString();
+                const std::string before = step["before"].asString();
+                lines.push_back(Short("- " + step["step"].asString() + " " +
+                                      step["place"].asString() + (value.empty() ? "" : "=") +
+                                      value + (before == "absent" ? "" : " " + before) +
+                                      (step["inUse"].asBool() ? " in use" : "") +
+                                      (step["atRestart"].asBool() ? " at restart" : "")));
+            }
+        }
+        return lines;
+    }
+    // Without the item of the folder and those of the external tools.
+    Texts Items(const Json::Value& plan) const {
+        Texts lines;
+        bool taken = false;
+        for (const std::string& line : Lines(plan)) {
+            if (!line.starts_with("- "))
+                taken = !line.starts_with("Product") && !line.starts_with("External");
+            if (taken)
+                lines.push_back(line);
+        }
+        return lines;
+    }
+};
