@@ -49,8 +49,8 @@ wyctl() {
 }
 # Before the library ends the programs of the product, which it does only where a watchdog can be
 # asked to end first. In the product that runs by itself; here it is started when it is needed. The
-# session agent has an access list of its own, which Wine obeys where Windows lets an administrator
-# with the debug privilege pass: it is ended from outside.
+# session agent is ended from outside: under Wine the library cannot open it (Wine asks for a right
+# that its access list does not give).
 prepare_to_end() {
     local pid
     for pid in $(pgrep -f 'WySessionAgent_P\.exe' || true); do
@@ -74,10 +74,6 @@ registry() {
     timeout 60 wine reg query "$1" ${2:+/s} 2>/dev/null </dev/null | tr -d '\r' | sed '/^$/d; s/^ */    /'
 }
 
-wy_wine_env "$prefix"
-export WY_STANDIN_RECORDS='C:\records'
-wineserver -p
-
 title "A machine, and three packages"
 mkdir -p "$drive/tools" "$drive/records"
 cp "$build/bin/WySdk.dll" "$build/bin/libexpat.dll" "$drive/tools"
@@ -90,9 +86,17 @@ for name in first second failing; do
     say "C:\\packages\\$name: $(find "$drive/packages/$name" -type f | wc -l) files," \
         "$(du -sh "$drive/packages/$name" | cut -f1)"
 done
+wy_wine_env "$prefix"
+export WY_STANDIN_RECORDS='C:\records'
+wineserver -p
+
 # Services end with the last ordinary program of a Wine machine: this one stays.
 cp "$build/bin/Watchdog.exe" "$drive/tools/idle.exe"
 wine 'C:\tools\idle.exe' --product Idle >"$log" 2>&1 </dev/null &
+
+title "What is wrong with a package, and what it would do"
+wyctl 0 package lint 'C:\packages\first'
+wyctl 0 package plan 'C:\packages\first' --to "$product"
 
 title "The first installation, in two phases"
 wyctl 0 install 'C:\packages\first' --to "$product" --product-id 11 --vendor-id 22
@@ -128,6 +132,7 @@ run_logged "$log" timeout 120 wine wineboot
 wyctl 0 verify 'C:\packages\second'
 
 title "An upgrade that fails, and its rollback"
+wyctl 1 package lint 'C:\packages\failing'
 prepare_to_end
 wyctl 1 install 'C:\packages\failing'
 wyctl 0 log tail 'C:\ProgramData\Korvex Data\Log\qrn_WySdk.log' --only errors --lines 3 --no-follow
@@ -146,4 +151,4 @@ title "Done"
 say "What to do next:
   examples/package    the package: Setup.ini and InstCfg.xml with comments, and the script that makes it
   docs/deployment.md  for the author of a set-up program: phases, format, states, every code
-  docs/wyctl.md       the commands: install, postinstall, uninstall, verify, leftovers, package"
+  docs/wyctl.md       the commands: install, postinstall, uninstall, verify, leftovers"

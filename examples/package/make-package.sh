@@ -30,18 +30,21 @@ failing='<RegistryValue Id="failing" Action="write" Root="HKXX" Key="Nowhere" Na
 [ $# = 4 ] || failing=''
 sed -i -e "s/@RELEASE@/$release/" -e "s/<!-- @FAILING@ -->/$failing/" "$out/InstCfg.xml"
 printf 'This is release %s.\r\n' "$release" |
-    tee "$out/x64/product/release.txt" >>"$out/common/product/External/report.txt"
+    tee "$out/common/product/release.txt" >>"$out/common/product/External/report.txt"
 
 # put PROGRAM NAME: a program of the build, without what only a debugger reads.
 put() {
     [ -e "$bin/$1" ] || die "$bin/$1 is missing: build the preset mingw-x64 first"
     x86_64-w64-mingw32-strip -o "$out/$2" "$bin/$1"
 }
-# What the library itself needs to read the manifest.
-mkdir -p "$out/x64/foundation"
+# What the library itself needs to read the manifest, on systems of both kinds.
+mkdir -p "$out/x64/foundation" "$out/win32/foundation" "$out/x64/product/Plugins"
 put libexpat.dll x64/foundation/libexpat.dll
+cp "$(wy_deps_dir)/i686/bin/libexpat.dll" "$out/win32/foundation/libexpat.dll"
 put WySdk.dll x64/product/WySdk.dll
 put KrDbgLog.dll x64/product/KrDbgLog.dll
+# Stands for a plug-in: any library with a version.
+put KrDbgLog.dll x64/product/Plugins/Plugin.dll
 # The service program is played by the development host. "_P" is the suffix of the identity
 # "Tavrenox", the only one that knows upgrades.
 put WySvcHost.exe x64/product/WySvcHost_P.exe
