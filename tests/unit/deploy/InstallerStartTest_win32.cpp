@@ -2,6 +2,8 @@
 
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "support/ProcessFigures.h"
+#include "support/ProgramOutput_win32.h"
+#include "support/ReportedVersion_win32.h"
 #include "unit/deploy/SetupFixture_win32.h"
 
 namespace {
@@ -282,6 +284,22 @@ TEST_F(InstallerStart, agent_is_started_for_the_user_from_the_session_of_the_sys
         ASSERT_EQ(m_Machine.processes.starts.size(), 1U);
         EXPECT_EQ(m_Machine.processes.starts[0].ends_with(L"|as user"), row.forUser);
     }
+}
+
+// The version of the system is asked once in a process: there has to be another one.
+TEST_F(InstallerStart, system_before_vista_has_no_session_of_its_own_and_no_task) {
+    if (!test_support::RunsUnderWine())
+        GTEST_SKIP() << "only Wine appears to a program as another system";
+    const std::wstring name = L"WyInstallerOnXp.exe";
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    std::filesystem::copy_file(self, m_Folder.Path() / name);
+    const test_support::ReportedVersion xp(name, L"winxp");
+    m_Machine.processes.real = true;
+    const std::string output = test_support::ProgramOutput(
+        (m_Folder.Path() / name).wstring(),
+        "--gtest_filter=InstallerStart.agent_is_*:Remover.first_part_*:Remover.failure_of_*");
+    EXPECT_NE(output.find("[  PASSED  ] 3 tests."), std::string::npos) << output;
 }
 
 // ---- rollback

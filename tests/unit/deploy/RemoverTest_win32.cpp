@@ -371,7 +371,7 @@ TEST_F(Remover, folder_of_the_user_that_the_shell_does_not_name_is_an_empty_one)
 TEST_F(Remover, dumps_lie_in_the_folder_of_all_users_when_the_shell_does_not_name_another) {
     PutFolders();
     PutFile(m_Folder.Path() / L"AllUsers" / L"Korvex Data" / L"Tavrenox" / L"dump" / L"a.dmp");
-    m_Machine.failures = {{L"FolderPath 35", {ERROR_FILE_NOT_FOUND}}};
+    m_Machine.failures = {{L"FolderPath 35 made", {ERROR_FILE_NOT_FOUND}}};
     EXPECT_EQ(Remove(), kSuccess);
     EXPECT_FALSE(Exists(m_Folder.Path() / L"AllUsers" / L"Korvex Data" / L"Tavrenox" / L"dump"));
     EXPECT_TRUE(Exists(m_Data / L"dump"));

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -29,8 +30,8 @@ public:
     // Errors of a call, each time it is made, 0 for none; the last one stays. The call is written
     // as in Steps(), or as one of these, which leave no step:
     //   CopyFile TARGET, CreateDirectory PATH, DeleteFile PATH, Find PATTERN, CreateKey PATH,
-    //   OpenKey PATH, DeleteKey PATH, SpecialFolder, FolderPath NUMBER, AllUsers, Session, Guid,
-    //   GuidText
+    //   OpenKey PATH, DeleteKey PATH, SpecialFolder, FolderPath NUMBER, FolderPath NUMBER made,
+    //   AllUsers, Session, Guid, GuidText
     std::map<std::wstring, std::deque<DWORD>> failures;
     // What the watchdog's event answers: there is none.
     DWORD watchdogError = ERROR_FILE_NOT_FOUND;
@@ -38,6 +39,8 @@ public:
     // The answers to mails in turn; the last one stays.
     std::deque<std::uint32_t> mailResults{0x20ff0000};
     int guidTexts = 0;  // given out and not freed
+    // Runs at each step, before it is carried out.
+    std::function<void(const std::wstring& step)> onStep;
 
     FakeProcesses processes;
     FakeServiceEntry manager;  // its pauses count, not those of the processes
@@ -90,7 +93,11 @@ public:
 private:
     static SetupMachine& Self() { return *s_pCurrent; }
 
-    void Note(const std::wstring& step) { manager.calls.push_back(L"* " + step); }
+    void Note(const std::wstring& step) {
+        manager.calls.push_back(L"* " + step);
+        if (onStep)
+            onStep(step);
+    }
 
     // The error of this call, 0 for none.
     DWORD Error(const std::wstring& call) {
@@ -220,7 +227,9 @@ private:
         }
     }
     static HRESULT WINAPI FolderPath(HWND, int folder, HANDLE, DWORD, LPWSTR path) {
-        const DWORD error = Self().Error(L"FolderPath " + std::to_wstring(folder & 0xff));
+        const bool made = (folder & CSIDL_FLAG_CREATE) != 0;
+        const DWORD error =
+            Self().Error(L"FolderPath " + std::to_wstring(folder & 0xff) + (made ? L" made" : L""));
         const std::wstring found = Self().DataFolder(folder);
         if (error != 0 || found.empty())
             return E_FAIL;
