@@ -80,8 +80,13 @@ TEST(SetupSystems, each_system_that_wine_can_appear_as) {
         const wchar_t* version;  // Wine's name
         System system;
     } rows[] = {
+        {L"win20", {"vvvvv", "CheckWinXP", 0, 0}},
+        {L"win30", {"vvvvv", "CheckWinXP", 0, 0}},
+        {L"win31", {"vvvvv", "CheckWinXP", 0, 0}},
+        {L"win95", {"vvvvv", "CheckWinXP", 0, 0}},
         {L"win98", {"vvvvv", "CheckWinXP", 0, 0}},
         {L"winme", {"vvvvv", "CheckWinXP", 0, 0}},
+        {L"nt351", {"vvvvv", "CheckWinXP", 1057, 5}},
         {L"nt40", {"vvvvv", "CheckWinXP", 1381, 6}},
         {L"win2000", {"vvvvv", "CheckWinXP", 2195, 4}},
         {L"winxp", {"vvvv+", "CheckWinXP", 2600, 3}},
