@@ -55,13 +55,13 @@ Step Over(const char* package, Step step) {
 }
 
 // What a package that fails in the midst of its manifest has done stays.
-Traversal FailsAt(const char* name, const char* package, std::string line) {
+Traversal FailsAt(const char* name, const char* package, std::string line, Step next, Step last) {
     return {name,
             "new",
             {Fails(package, kNotCarriedOut,
                    {std::move(line), "Deploy registry or file failed...",
                     "Install error, now rollback. retCode = 0xe00e0014"}),
-             Over(package, LaidDown("first")), Over(package, Installed("first"))}};
+             std::move(next), std::move(last)}};
 }
 
 }  // namespace
@@ -174,18 +174,23 @@ std::vector<Traversal> FailedInstalls() {
                  "Parse setup config file error..."},
                 After::kAsBefore)}},
         FailsAt("key that cannot be made", "bad-key",
-                "KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!160"),
-        FailsAt("value that cannot be written", "bad-value", "Store registry value failed: 160"),
-        FailsAt("folder that cannot be copied", "bad-folder", "Copy folder failed..."),
+                "KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!160", LaidDown("first"),
+                Installed("first")),
+        FailsAt("value that cannot be written", "bad-value", "Store registry value failed: 160",
+                LaidDown("first"), Installed("first")),
+        FailsAt("folder that cannot be copied", "bad-folder", "Copy folder failed...",
+                {.act = Act::kInstall, .package = "first", .status = 1},
+                {.act = Act::kPostInstall, .status = 0}),
         FailsAt("file that cannot be copied", "bad-file",
-                "KrCommon::Storage::File::CopyFile failed..."),
+                "KrCommon::Storage::File::CopyFile failed...", Over("bad-file", LaidDown("first")),
+                Over("bad-file", Installed("first"))),
         {"system that is refused",
          "new",
-         {Fails(
-             "refuses-system", kSystemRefused,
-             {"Windows version is not support.", "Check system items failed...retCode=0xe00e0012",
-              "Check all system items failed... RetCode = 0xe00e0012"},
-             After::kAsBefore)}},
+         {Fails("refuses-system", kSystemRefused,
+                {"Windows build number not meet minimum requirement.",
+                 "Check system items failed...retCode=0xe00e0012",
+                 "Check all system items failed... RetCode = 0xe00e0012"},
+                After::kAsBefore)}},
         {"pending restart refuses until the restart",
          "restart pending",
          {Fails("first", kRestartPending, {"Need to reboot computer before install..."},

@@ -111,6 +111,14 @@ std::vector<Traversal> Reinstalls() {
                       }};
     otherGuid.over = "first";
     Step overWyvarion = otherGuid;
+    // Nothing is ended for what counts as a first install, and a running program not replaced.
+    const Step inUse = {
+        .act = Act::kInstall,
+        .package = "second",
+        .code = 0xe00e0014,
+        .status = 1,
+        .log = {"KrCommon::Storage::File::CopyFile failed...", "Deploy registry or file failed...",
+                "Install error, now rollback. retCode = 0xe00e0014"}};
     Step olderOverNewer = otherGuid;
     olderOverNewer.package = "first";
     olderOverNewer.over = "second";
@@ -150,8 +158,12 @@ std::vector<Traversal> Reinstalls() {
         {"upgrade over a read-only file",
          "watched, read-only file",
          {LaidOver("second"), InstalledOver("second")}},
-        {"product of another GUID is not known", "watched, foreign GUID", {otherGuid}},
-        {"newer Wyvarion over an older one", "watched, Wyvarion", {overWyvarion}},
+        {"product of another GUID is not known",
+         "watched, foreign GUID",
+         {inUse, Only(Act::kEndPrograms), otherGuid}},
+        {"newer Wyvarion over an older one",
+         "watched, Wyvarion",
+         {inUse, Only(Act::kEndPrograms), overWyvarion}},
         {"older Wyvarion over a newer one", "watched, second, Wyvarion", {olderOverNewer}},
         {"upgrade under a service that is deleted",
          "watched, deleted service",

@@ -42,6 +42,8 @@ std::vector<Traversal> Removals() {
     lockedWyvarion.also = [](SetupMachine& machine) { EXPECT_FALSE(HasMark(machine)); };
     Step restarted = Only(Act::kRestart);
     restarted.after = After::kGone;
+    Step ended = Only(Act::kEndWatchdog);
+    ended.after = After::kGone;
     return {
         {"whole product", "watched", {first}},
         {"whole product of Wyvarion", "watched, Wyvarion", {Gone()}},
@@ -84,7 +86,9 @@ std::vector<Traversal> Removals() {
            .log = {"Terminate exe failed..."}}}},
         {"watchdog that does not end",
          "watchdog stays",
-         {Gone({"WaitForSingleObject for hWatchdogExitEvent failed...ErrorCode=0x102"})}},
+         {{.act = Act::kUninstall,
+           .log = {"WaitForSingleObject for hWatchdogExitEvent failed...ErrorCode=0x102"}},
+          ended}},
         {"service that is deleted already",
          "watched, deleted service",
          {GoneAtRestart({"The specified service has been already marked for deletion."}),

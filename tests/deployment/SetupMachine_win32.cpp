@@ -221,6 +221,11 @@ void SetupMachine::Prepare(const MachineState& state) {
     m_Places.more = {L"file " + test_support::SamplePackage::ShortcutFolder(),
                      L"folder " + test_support::SamplePackage::ShortcutFolder()};
     Clean();
+    if (state.otherProduct) {
+        SetText(HKEY_LOCAL_MACHINE, std::wstring(kMaker) + L"\\Other", L"ProductPath",
+                L"C:\\Other");
+        SetText(HKEY_CURRENT_USER, std::wstring(kMaker) + L"\\Other", L"Language", L"en");
+    }
     m_New = Look();
     PutPresent(state);
     PutEntry(state);
@@ -265,11 +270,16 @@ void SetupMachine::PutEntry(const MachineState& state) {
         CloseServiceHandle(service);
         return;
     }
+    EndPrograms();
     RemoveService();
-    m_hKept =
-        CreateServiceW(m_hManager, name.c_str(), name.c_str(), SERVICE_ALL_ACCESS,
-                       SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
-                       L"C:\\Somebody\\service.exe", nullptr, nullptr, nullptr, nullptr, nullptr);
+    // The former entry may be there for a moment yet.
+    for (int i = 0; i < 500 && m_hKept == nullptr; ++i) {
+        Sleep(i == 0 ? 0 : 10);
+        m_hKept = CreateServiceW(m_hManager, name.c_str(), name.c_str(), SERVICE_ALL_ACCESS,
+                                 SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
+                                 SERVICE_ERROR_NORMAL, L"C:\\Somebody\\service.exe", nullptr,
+                                 nullptr, nullptr, nullptr, nullptr);
+    }
     if (m_hKept == nullptr)
         throw std::runtime_error("the foreign service cannot be made");
     if (state.entry == Entry::kMarked) {
@@ -297,6 +307,7 @@ void SetupMachine::PutFiles(const MachineState& state) {
     if (state.lockedBackup)
         Lock(Backup() + L"\\old\\file.txt");
     if (state.foldersGone) {
+        EndPrograms();
         fs::remove_all(InstallDir());
         fs::remove_all(DataFolder());
     }
@@ -311,11 +322,6 @@ void SetupMachine::PutRegistry(const MachineState& state) {
     }
     if (state.guid.has_value())
         SetProductValue(L"ProductGuid", *state.guid);
-    if (state.otherProduct) {
-        SetText(HKEY_LOCAL_MACHINE, std::wstring(kMaker) + L"\\Other", L"ProductPath",
-                L"C:\\Other");
-        SetText(HKEY_CURRENT_USER, std::wstring(kMaker) + L"\\Other", L"Language", L"en");
-    }
     if (state.programEntry)
         SetText(HKEY_LOCAL_MACHINE, std::wstring(kPrograms) + kEntries[0], L"DisplayName", L"Wy");
 }

@@ -100,6 +100,8 @@ public:
     void Unlock();
     void StopListening();
     void Listen();
+    // Ends all programs of the product.
+    void EndPrograms() const;
     void EndWatchdog() { m_pWatchdog.reset(); }
     void StartWatchdog(const std::wstring& options = {});
 
@@ -116,7 +118,6 @@ private:
     void PutEntry(const MachineState& state);
     void PutFiles(const MachineState& state);
     void PutRegistry(const MachineState& state);
-    void EndPrograms() const;
     void RemoveService() const;
     void RemoveRegistry() const;
     void RemoveFiles() const;

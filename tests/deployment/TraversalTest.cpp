@@ -143,6 +143,12 @@ private:
             case Act::kWatchdog:
                 m_Machine.StartWatchdog();
                 break;
+            case Act::kEndWatchdog:
+                m_Machine.EndWatchdog();
+                break;
+            case Act::kEndPrograms:
+                m_Machine.EndPrograms();
+                break;
             case Act::kListen:
                 m_Machine.Listen();
                 break;

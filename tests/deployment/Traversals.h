@@ -20,6 +20,8 @@ enum class Act {
     kRestart,       // the next start of the system, as far as files wait for it
     kUnlock,        // the open file, or the handle on the deleted service, is closed
     kWatchdog,      // a watchdog comes up
+    kEndWatchdog,   // it is ended from outside
+    kEndPrograms,   // and so are the session agent and the service
     kListen,        // somebody answers from now on
     kStopListening  // nobody does any more
 };
