@@ -173,8 +173,8 @@ TEST_P(DeploymentSweep, each_failing_call_leaves_a_machine_that_may_be) {
     ASSERT_EQ("", m_pJudge->Judge(m_Complete).problems);
     const test_support::MachineThings packages = Bench().Packages();
 
-    constexpr std::size_t kSampleOfOne = 8;
-    constexpr std::size_t kSampleOfAll = 3;
+    constexpr std::size_t kSampleOfOne = 6;
+    constexpr std::size_t kSampleOfAll = 2;
     const DWORD start = GetTickCount();
     for (const std::size_t position : Positions(kSampleOfOne)) {
         for (const PlatformCode code : {PlatformCode::kAccessDenied, PlatformCode::kSecond}) {
