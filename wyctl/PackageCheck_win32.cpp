@@ -11,6 +11,7 @@
 #include "wyctl/PackageCheck.h"
 #include "wyctl/PendingMoves.h"
 #include "wyctl/RegistryReader.h"
+#include "wyctl/TextTable.h"
 
 namespace WyCtl {
 
@@ -213,7 +214,7 @@ private:
                 continue;
             }
             if (entry.folder) {
-                m_NotedFolders.push_back(path);
+                m_NotedFolders.insert(path);
             }
             const char* const kind = entry.folder ? "folder" : "file";
             if (IsRemovedAtRestart(path)) {
@@ -226,9 +227,15 @@ private:
         }
     }
 
-    bool IsBelowNoted(const std::wstring& path) const {
-        return std::any_of(m_NotedFolders.begin(), m_NotedFolders.end(),
-                           [&](const std::wstring& folder) { return LiesBelow(path, folder); });
+    bool IsBelowNoted(std::wstring path) const {
+        for (std::size_t end = path.rfind(L'\\'); end != std::wstring::npos;
+             end = path.rfind(L'\\')) {
+            path.resize(end);
+            if (m_NotedFolders.contains(path)) {
+                return true;
+            }
+        }
+        return false;
     }
 
     static bool IsProductsOwn(const std::wstring& name) {
@@ -275,6 +282,12 @@ private:
         return name.first + L", " + (name.second.empty() ? L"(default)" : name.second);
     }
 
+    // The beginning of a text, which may be long.
+    static std::string Quoted(const std::wstring& text) {
+        constexpr std::size_t kShown = 60;
+        return "\"" + CutToWidth(ToUtf8(text.substr(0, 2 * kShown)), kShown) + "\"";
+    }
+
     void CheckValue(const Expectation::ValueOrder::Name& name, const Expectation::Value& value,
                     const std::optional<RegistryData>& found) {
         if (!found) {
@@ -282,15 +295,14 @@ private:
             return;
         }
         const std::string wanted =
-            value.isNumber ? fmt::format("{}", value.number) : "\"" + ToUtf8(value.text) + "\"";
+            value.isNumber ? fmt::format("{}", value.number) : Quoted(value.text);
         if (found->type != (value.isNumber ? REG_DWORD : REG_SZ)) {
             Add(State::Changed, "value", Display(name),
                 fmt::format("type {}, in the package {}", found->type, wanted));
         } else if (found->number != value.number || found->text != value.text) {
             Add(State::Changed, "value", Display(name),
                 fmt::format("{}, in the package {}",
-                            value.isNumber ? fmt::format("{}", found->number)
-                                           : "\"" + ToUtf8(found->text) + "\"",
+                            value.isNumber ? fmt::format("{}", found->number) : Quoted(found->text),
                             wanted));
         }
     }
@@ -331,7 +343,7 @@ private:
     const std::wstring m_strInstallDir;
     PackageReport& m_Out;
     const std::vector<PendingMove> m_Moves;
-    std::vector<std::wstring> m_NotedFolders;
+    std::set<std::wstring, PathOrder> m_NotedFolders;
 };
 
 }  // namespace

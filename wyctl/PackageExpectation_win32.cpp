@@ -33,16 +33,24 @@ const std::wstring& PathOf(
     return value.first.first;
 }
 
-// Takes everything off that is `place` or lies below it.
-template <class Places>
-void EraseBelow(Places& places, const std::wstring& place) {
-    std::erase_if(places, [&](const auto& item) { return LiesBelow(PathOf(item), place); });
+// Takes everything off that is the first of its order not before `from`, as long as it is `place`
+// or lies below it: these stand together.
+template <class Places, class Key>
+void EraseBelow(Places& places, const Key& from, const std::wstring& place) {
+    auto at = places.lower_bound(from);
+    while (at != places.end() && LiesBelow(PathOf(*at), place)) {
+        at = places.erase(at);
+    }
 }
 
 // Takes everything off that is `place` or above it: it is there again.
 template <class Places>
-void EraseAbove(Places& places, const std::wstring& place) {
-    std::erase_if(places, [&](const std::wstring& item) { return LiesBelow(place, item); });
+void EraseAbove(Places& places, std::wstring place) {
+    while (!places.empty() && !place.empty()) {
+        places.erase(place);
+        const std::size_t end = place.rfind(L'\\');
+        place.resize(end != std::wstring::npos ? end : 0);
+    }
 }
 
 std::wstring Place(RootKey root, std::wstring key) {
@@ -96,9 +104,10 @@ public:
     }
     bool DeleteKey(RootKey root, const std::wstring& key) override {
         if (root != RootKey::kNone) {
-            EraseBelow(m_Out.keys, Place(root, key));
-            EraseBelow(m_Out.values, Place(root, key));
-            m_Out.goneKeys.insert(Place(root, key));
+            const std::wstring place = Place(root, key);
+            EraseBelow(m_Out.keys, place, place);
+            EraseBelow(m_Out.values, Expectation::ValueOrder::Name(place, {}), place);
+            m_Out.goneKeys.insert(place);
         }
         return true;
     }
@@ -161,9 +170,10 @@ public:
         return true;
     }
     bool EmptyFolder(const std::wstring& path, bool&, std::uint32_t&) override {
-        EraseBelow(m_Out.files, Resolve(path));
-        EraseBelow(m_Out.folders, Resolve(path));
-        m_Out.goneFiles.insert(Resolve(path));
+        const std::wstring folder = Resolve(path);
+        EraseBelow(m_Out.files, folder, folder);
+        EraseBelow(m_Out.folders, folder, folder);
+        m_Out.goneFiles.insert(folder);
         return true;
     }
     bool RemoveFolder(const std::wstring&) override { return true; }

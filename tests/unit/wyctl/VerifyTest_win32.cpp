@@ -365,6 +365,49 @@ TEST_F(VerifyRegistry, package_that_leaves_the_registry_alone_says_so) {
     EXPECT_THAT(m_Terminal.err, HasSubstr("note: UpdateRegistry is 0 in this package"));
 }
 
+// ---- hostile manifests
+
+TEST_F(Verify, long_texts_are_cut) {
+    const std::string text(1U << 20, 'x');
+    Manifest("",
+             "<RegistryValue Action='write' Root='HKLM' Key='SOFTWARE\\WyVerifyTest' "
+             "Name='Text' Type='string' Value='" +
+                 text + "'/>");
+    const std::wstring other = L"y";
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, kMade, L"Text", REG_SZ, other.c_str(), 4);
+    EXPECT_THAT(Findings(1), ElementsAre("changed value HKLM\\SOFTWARE\\WyVerifyTest, Text: \"y\", "
+                                         "in the package \"" +
+                                         text.substr(0, 57) + "...\""));
+}
+
+TEST_F(Verify, targets_that_no_file_can_have_are_missing) {
+    Put("pkg/src/a.txt");
+    Manifest(
+        "<File Action='write' Name='a.txt' SourceDir='src' TargetDir='C:\\absolute'/>"
+        "<File Action='write' Name='a.txt' SourceDir='src' TargetDir='a|b?'/>"
+        "<File Action='write' Name='a.txt' SourceDir='src' TargetDir='" +
+        std::string(40000, 'd') +
+        "'/>"
+        "<Folder Action='write' SourceDir='..\\..\\..\\..\\nowhere' TargetDir='x'/>");
+    const Texts findings = Findings(1);
+    EXPECT_EQ(OneJson()["checked"]["files"].asUInt(), 3U);
+    EXPECT_EQ(OneJson()["counts"]["missing"].asUInt(), findings.size());
+}
+
+TEST_F(Verify, many_items_take_seconds) {
+    Put("pkg/src/a.txt");
+    std::string items;
+    constexpr int kItems = 20000;
+    for (int i = 0; i < kItems; ++i) {
+        const std::string folder = "'d" + std::to_string(i) + "'/>";
+        items += i % 2 == 0
+                     ? "<File Action='write' Name='a.txt' SourceDir='src' TargetDir=" + folder
+                     : "<Folder Action='delete' TargetDir=" + folder;
+    }
+    Manifest(items);
+    EXPECT_EQ(Findings(1).size(), kItems);
+}
+
 // ---- what cannot be compared
 
 TEST_F(Verify, wrong_input_is_told) {
