@@ -394,10 +394,10 @@ TEST_F(Verify, targets_that_no_file_can_have_are_missing) {
     EXPECT_EQ(OneJson()["counts"]["missing"].asUInt(), findings.size());
 }
 
-TEST_F(Verify, many_items_take_seconds) {
+TEST_F(Verify, many_items_are_compared_one_by_one) {
     Put("pkg/src/a.txt");
     std::string items;
-    constexpr int kItems = 20000;
+    constexpr int kItems = 4000;
     for (int i = 0; i < kItems; ++i) {
         const std::string folder = "'d" + std::to_string(i) + "'/>";
         items += i % 2 == 0
