@@ -12,6 +12,7 @@ using deploy_test::kProcessesStay;
 using deploy_test::kProgramsKey;
 using deploy_test::kRenameFailed;
 using deploy_test::kRunKey;
+using deploy_test::kSharedKey;
 using deploy_test::kSuccess;
 using deploy_test::kTavrenoxKey;
 using deploy_test::Lines;
@@ -25,7 +26,6 @@ using ::testing::IsEmpty;
 constexpr std::uint32_t kNoAgent = 0xe00e0010;
 const std::wstring kAutoRun = L"Store Tavrenox";
 const std::wstring kInstalledMail = L"Mail {\"eventId\":6}";
-const std::wstring kSharedKey = L"SOFTWARE\\KorvexData\\Reamer";
 
 std::wstring UsageMail(const std::wstring& category, const std::wstring& ec, const std::wstring& ea,
                        const wchar_t* ev) {

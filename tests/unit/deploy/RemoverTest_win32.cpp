@@ -13,6 +13,7 @@ using deploy_test::kProcessesStay;
 using deploy_test::kProductCode;
 using deploy_test::kProgramsKey;
 using deploy_test::kRunKey;
+using deploy_test::kSharedKey;
 using deploy_test::kSuccess;
 using deploy_test::kTavrenoxKey;
 using deploy_test::Lines;
@@ -29,7 +30,6 @@ constexpr std::uint32_t kNoService = 0xe0fe06ba;
 constexpr std::uint32_t kKeysStay = 0xe00e0016;
 const std::wstring kBegin = L"1 [INFO] Uninstall Wyvarion...";
 const std::wstring kGoingMail = L"Mail {\"eventId\":15}";
-const std::wstring kSharedKey = L"SOFTWARE\\KorvexData\\Reamer";
 
 bool KeyExists(HKEY root, const std::wstring& path) {
     HKEY key = nullptr;

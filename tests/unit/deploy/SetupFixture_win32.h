@@ -20,6 +20,7 @@
 namespace deploy_test {
 
 const std::wstring kTavrenoxKey = L"SOFTWARE\\KorvexData\\Tavrenox";
+const std::wstring kSharedKey = L"SOFTWARE\\KorvexData\\Reamer";
 const std::wstring kProductCode = L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}";
 const std::wstring kProgramsKey = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
 constexpr std::uint32_t kProcessesStay = 0xe00e0003;
