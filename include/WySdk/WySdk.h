@@ -1069,10 +1069,11 @@ uint32_t WYAPI WyAuDeploy(const wchar_t* downloadPath);
  *
  *   productId      the product number, kept for WyPostInstall
  *   vendorId       the vendor number, likewise
- *   packageDir     the folder with Setup.ini and InstCfg.xml, with or without a backslash at its
- * end installDir     where a first installation goes installDirOut  receives the folder really
- * used, a copy that the caller releases with LocalFree, after a failure, too; NULL when nothing was
- * tried or without memory. May be NULL
+ *   packageDir     the folder with Setup.ini and InstCfg.xml; it may end in a backslash
+ *   installDir     where a first installation goes
+ *   installDirOut  receives the folder really used, a copy that the caller releases with LocalFree,
+ *                  after a failure, too; NULL when nothing was tried or without memory. May be
+ *                  NULL itself
  *
  * Returns WY_S_OK; WY_E_INVALID_ARGUMENT for a NULL text, and then nothing is done;
  * WY_E_EMPTY_FOLDER, WY_E_REBOOT_PENDING, WY_E_LATER_VERSION_INSTALLED, WY_E_PROCESSES_NOT_STOPPED,
