@@ -62,6 +62,7 @@ def main():
     signal.signal(signal.SIGTERM, interrupt)
     report = Report()
     run = TestRun(report, quick=arguments.quick, full=arguments.full)
+    run.plan_builds(dict.fromkeys(preset for group in chosen for preset in group.builds))
     started = time.monotonic()
     try:
         for number, group in enumerate(chosen, 1):

@@ -23,6 +23,7 @@ def run_group(run, preset, group, arch=None):
     """Builds `preset` and runs its programs of `group`; `arch` (x64, x86) means under Wine."""
     if not run.build(preset):
         return
+    run.build_ahead()
     programs = run.programs(preset, "gtest", group)
     if not programs:
         run.report.skipped(preset, "the build declares no test program of this group")

@@ -49,7 +49,37 @@ class Counter:
         self.reasons.append(reason)
 
 
+class BuildsByName(TestRun):
+    """Builds nothing; what is named "broken" fails. Notes what was begun ahead."""
+
+    def __init__(self, report):
+        super().__init__(report, quick=False, full=False)
+        self.begun = []
+
+    def _build(self, preset, prefix=()):
+        self.begun.append((preset, bool(prefix)))
+        return "messages" if preset == "broken" else None
+
+
+def check_builds(report):
+    counter = Counter()
+    trial = BuildsByName(counter)
+    trial.plan_builds(["first", "broken", "last"])
+    answers = []
+    for preset in ("first", "first", "broken", "broken", "last"):
+        answers.append(trial.build(preset))
+        trial.build_ahead()
+    begun = [("first", False), ("broken", True), ("last", True)]
+    # A failure is counted once, whoever asks for the build afterwards.
+    if answers == [True, True, False, False, True] and counter.counts == [0, 1, 0] and (
+            trial.begun == begun):
+        report.passed()
+    else:
+        report.failed("builds ahead", f"{answers} {counter.counts} {trial.begun}")
+
+
 def check(run):
+    check_builds(run.report)
     for name, text, end, wanted in CASES:
         counter = Counter()
         with tempfile.TemporaryDirectory() as folder:

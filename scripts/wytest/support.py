@@ -55,6 +55,8 @@ class TestRun:
         self.quick = quick
         self.full = full
         self._built = {}
+        self._ahead = collections.deque()
+        self._builder = None
         self._running = set()
         self._lock = threading.Lock()
 
@@ -98,13 +100,36 @@ class TestRun:
             except subprocess.TimeoutExpired:
                 continue
 
+    def plan_builds(self, presets):
+        """The presets that this run will build, in their order; for build_ahead()."""
+        self._ahead.extend(presets)
+
     def build(self, preset):
         """Configures and builds a preset once per run; False when that failed."""
+        if preset not in self._built and self._builder:
+            self._builder.join()
         if preset not in self._built:
             self._built[preset] = self._build(preset)
-        return self._built[preset]
+        errors = self._built[preset]
+        if errors:
+            self.report.failed(f"build of {preset}", errors)
+            self._built[preset] = ""
+        return errors is None
 
-    def _build(self, preset):
+    def build_ahead(self):
+        """Begins the next build of the plan while tests run, which mostly wait, and go first."""
+        if self._builder and self._builder.is_alive():
+            return
+        while self._ahead and self._ahead[0] in self._built:
+            self._ahead.popleft()
+        if self._ahead:
+            preset = self._ahead.popleft()
+            self._builder = threading.Thread(
+                target=lambda: self._built.update({preset: self._build(preset, ["nice"])}))
+            self._builder.start()
+
+    def _build(self, preset, prefix=()):
+        """None, or what is to be told of a build that failed."""
         started = time.monotonic()
         folder = ROOT / "build" / preset
         logs = ROOT / "build" / "logs"
@@ -113,7 +138,7 @@ class TestRun:
         with open(log, "wb") as output:
             for command in (["cmake", "--preset", preset],
                             ["cmake", "--build", folder, "-j", JOBS, "--", "-k", "0"]):
-                process = self.start(command, output, cwd=ROOT)
+                process = self.start([*prefix, *command], output, cwd=ROOT)
                 while True:
                     try:
                         status = process.wait(20)
@@ -124,10 +149,9 @@ class TestRun:
                             self.report.say(f"  building {preset}: {steps[-1]}")
                 self.wait(process)
                 if status != 0:
-                    self.report.failed(f"build of {preset}", build_errors(log))
-                    return False
+                    return build_errors(log) or f"no message in {log}"
         self.report.say(f"  built {preset} in {time.monotonic() - started:.0f} s")
-        return True
+        return None
 
     def programs(self, preset, kind, group):
         """The test programs that a built preset declares for a group (all groups: None)."""
