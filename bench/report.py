@@ -138,10 +138,13 @@ def events(path):
 
 
 def files(path):
-    names = {"copy": "CopyDirectory", "delete": "DeleteAllFiles"}
+    names = {"copy": ("CopyDirectory of a tree of", "files", "1.10"),
+             "delete": ("DeleteAllFiles of a tree of", "files", "1.10"),
+             "deploy": ("deploying", "files in 200 folders", "1.15")}
     for name, f in fields(path):
-        row(f"{names[name]} of a tree of {f['files']:.0f} files ÷ bare loop of the same calls (Wine)",
-            f"{f['ratio']:.2f}", "1.10",
+        begin, end, limit = names[name]
+        row(f"{begin} {f['files']:.0f} {end} ÷ bare loop of the same calls (Wine)",
+            f"{f['ratio']:.2f}", limit,
             f"{f['library_ms']:.0f} ms, {f['bare_ms']:.0f} ms, quartiles of the ratio "
             f"{f['ratio_p25']:.2f} to {f['ratio_p75']:.2f}")
 
@@ -168,6 +171,7 @@ def main():
                        ("bench_formats.json", formats), ("bench_cipher.json", cipher),
                        ("bench_jsondb.json", json_database), ("bench_xml.json", xml),
                        ("answers.txt", answers), ("events.txt", events), ("files.txt", files),
+                       ("deploy.txt", files),
                        ("bench_log.json", log_line), ("bench_logfiles.json", log_files)):
         if (results / name).exists():
             show(results / name)

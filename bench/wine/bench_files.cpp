@@ -5,8 +5,6 @@
 // A round copies the tree with the library and with the bare loop, and deletes both copies, the
 // order changing from round to round.
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -16,32 +14,20 @@
 #include "Common/KrCommon/KrComn_File.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "lib/wycommon/WyCommon_Folders.h"
+#include "wine/BareFiles.h"
+#include "wine/PairedTimes.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using bench::BareClearReadOnly;
+using bench::Fail;
+using bench::IsDots;
+using bench::PairedTimes;
 
 constexpr int kDefaultRounds = 5;
 constexpr int kOuterFolders = 5;
 constexpr int kInnerFolders = 10;
 constexpr int kFilesPerFolder = 100;
-constexpr DWORD kFileSize = 2048;
-
-[[noreturn]] void Fail(const wchar_t* what) {
-    std::fprintf(stderr, "bench_files: %ls failed, error %lu\n", what, GetLastError());
-    std::exit(1);
-}
-
-void MakeFile(const std::wstring& path) {
-    static const std::vector<char> content(kFileSize, 'x');
-    HANDLE const file =
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    DWORD written = 0;
-    if (file == INVALID_HANDLE_VALUE ||
-        WriteFile(file, content.data(), kFileSize, &written, nullptr) == 0)
-        Fail(L"making a file");
-    CloseHandle(file);
-}
 
 void MakeTree(const std::wstring& root) {
     for (int outer = 0; outer < kOuterFolders; ++outer) {
@@ -50,19 +36,9 @@ void MakeTree(const std::wstring& root) {
                 root + L"\\outer" + std::to_wstring(outer) + L"\\inner" + std::to_wstring(inner);
             if (!WyCommon::Utility::CreateDirectories(folder))
                 Fail(L"making a folder");
-            for (int file = 0; file < kFilesPerFolder; ++file)
-                MakeFile(folder + L"\\file" + std::to_wstring(file) + L".dat");
+            bench::MakeFiles(folder, kFilesPerFolder);
         }
     }
-}
-
-bool IsDots(const WIN32_FIND_DATAW& entry) {
-    return std::wcscmp(entry.cFileName, L".") == 0 || std::wcscmp(entry.cFileName, L"..") == 0;
-}
-
-void BareClearReadOnly(const std::wstring& path) {
-    SetFileAttributesW(path.c_str(),
-                       GetFileAttributesW(path.c_str()) & ~DWORD{FILE_ATTRIBUTE_READONLY});
 }
 
 // The platform calls that a copy needs, and nothing else. The paths end in "\".
@@ -121,46 +97,6 @@ void LibraryDelete(const std::wstring& folder) {
         Fail(L"DeleteAllFiles");
 }
 
-template <class Function>
-double Milliseconds(Function function) {
-    const auto begin = Clock::now();
-    function();
-    return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
-}
-
-double Quantile(std::vector<double> values, double quantile) {
-    std::sort(values.begin(), values.end());
-    return values[static_cast<std::size_t>(static_cast<double>(values.size() - 1) * quantile)];
-}
-
-// Times of the same work by the library and by the bare loop, one pair for each round.
-class Pairs {
-public:
-    template <class Library, class Bare>
-    void Measure(bool libraryFirst, Library library, Bare bare) {
-        if (libraryFirst)
-            m_Library.push_back(Milliseconds(library));
-        m_Bare.push_back(Milliseconds(bare));
-        if (!libraryFirst)
-            m_Library.push_back(Milliseconds(library));
-        m_Ratios.push_back(m_Library.back() / m_Bare.back());
-    }
-
-    void Print(const char* what) const {
-        std::printf(
-            "%s files=%d library_ms=%.1f bare_ms=%.1f ratio=%.3f ratio_p25=%.3f "
-            "ratio_p75=%.3f\n",
-            what, kOuterFolders * kInnerFolders * kFilesPerFolder, Quantile(m_Library, 0.5),
-            Quantile(m_Bare, 0.5), Quantile(m_Library, 0.5) / Quantile(m_Bare, 0.5),
-            Quantile(m_Ratios, 0.25), Quantile(m_Ratios, 0.75));
-    }
-
-private:
-    std::vector<double> m_Library;
-    std::vector<double> m_Bare;
-    std::vector<double> m_Ratios;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -173,8 +109,8 @@ int main(int argc, char** argv) {
     const std::wstring library = root + L"\\library\\";
     const std::wstring bare = root + L"\\bare\\";
     MakeTree(source);
-    Pairs copies;
-    Pairs deletions;
+    PairedTimes copies;
+    PairedTimes deletions;
     for (int round = 0; round < rounds; ++round) {
         const bool libraryFirst = round % 2 == 0;
         copies.Measure(
@@ -186,7 +122,8 @@ int main(int argc, char** argv) {
     }
     LibraryDelete(root);
     RemoveDirectoryW(root.c_str());
-    copies.Print("copy");
-    deletions.Print("delete");
+    constexpr int kFiles = kOuterFolders * kInnerFolders * kFilesPerFolder;
+    copies.Print("copy", kFiles);
+    deletions.Print("delete", kFiles);
     return 0;
 }
