@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <set>
 
 #include "Common/KrCommon/KrComn_Result.h"
@@ -65,18 +66,9 @@ std::vector<const char*> LinesOf(std::uint32_t result) {
         case 0xe00e0012:
             return {"Check all system items failed... RetCode = 0xe00e0012"};
         case 0xe00e0013:
-            return {
-                "Parse setup config file error...",           "Parse InstCfg.xml file failed...",
-                "Excpetion when reading XML file: ",          "Failed to parse InstCfg.xml",
-                "cParser.QueryData(L\"./Product\") failed: ", "Config file does not exist. Path: "};
+            return {"Parse setup config file error...", "Parse InstCfg.xml file failed..."};
         case 0xe00e0014:
-            return {"Deploy registry or file failed...",
-                    "() failed!",
-                    "Store registry value failed: ",
-                    "CopyFile failed...",
-                    "Copy folder failed...",
-                    "DeleteAllFiles failed!",
-                    "DeleteEntry() failed: "};
+            return {"Deploy registry or file failed..."};
         case 0xe00e0016:
             return {"KrCommon::Storage::Reg::DeleteAllSection() failed..."};
         case 0xe00e0018:
@@ -89,15 +81,43 @@ std::vector<const char*> LinesOf(std::uint32_t result) {
     }
 }
 
+// The same for the deployer alone, whose caller has the lines above.
+std::vector<const char*> LinesOfDeployer(std::uint32_t result) {
+    if (result == KrCommon::Result::kPackageNotRead)
+        return {"Excpetion when reading XML file: ", "Failed to parse InstCfg.xml",
+                "cParser.QueryData(L\"./Product\") failed: ", "Config file does not exist. Path: "};
+    return {"() failed!",
+            "Store registry value failed: ",
+            "CopyFile failed...",
+            "Copy folder failed...",
+            "DeleteAllFiles failed!",
+            "DeleteEntry() failed: "};
+}
+
+bool HasLine(const SweepRun& run, const std::string& text) {
+    return std::any_of(run.lines.begin(), run.lines.end(), [&](const std::string& line) {
+        return line.find(text) != std::string::npos;
+    });
+}
+
 // A log that could not be opened has no lines.
-bool HasLineOfResult(const SweepRun& run) {
-    const std::vector<const char*> texts = LinesOf(run.result);
-    return KrCommon::Result::Succeeded(run.result) || run.lines.empty() ||
-           std::any_of(run.lines.begin(), run.lines.end(), [&](const std::string& line) {
-               return std::any_of(texts.begin(), texts.end(), [&](const char* text) {
-                   return line.find(text) != std::string::npos;
-               });
-           });
+bool HasLinesOfResult(Operation operation, const SweepRun& run) {
+    if (KrCommon::Result::Succeeded(run.result) || run.lines.empty())
+        return true;
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08x", static_cast<unsigned>(run.result));
+    const bool isPost =
+        operation == Operation::kPostInstall || operation == Operation::kPostReinstall;
+    if (isPost && !HasLine(run, "Post install error, now rollback. retCode = " + std::string(code)))
+        return false;
+    const bool isDeployer = operation == Operation::kDeploy;
+    if (run.result == KrCommon::Result::kManifestNotCarriedOut && !isDeployer &&
+        !HasLine(run, "Install error, now rollback. retCode = " + std::string(code)))
+        return false;
+    const std::vector<const char*> texts =
+        isDeployer ? LinesOfDeployer(run.result) : LinesOf(run.result);
+    return std::any_of(texts.begin(), texts.end(),
+                       [&](const char* text) { return HasLine(run, text); });
 }
 
 std::string Line(const std::wstring& thing, const std::wstring& value) {
@@ -126,7 +146,7 @@ SweepVerdict SweepJudge::Judge(const SweepRun& spoilt) const {
     verdict.isTold = IsTold(spoilt);
     if (!IsResultAllowed(spoilt.result))
         verdict.problems += "a result that is not stated\n";
-    if (!HasLineOfResult(spoilt))
+    if (!HasLinesOfResult(m_Operation, spoilt))
         verdict.problems += "no line of this result\n";
     verdict.problems += WrongThings(spoilt.things);
     verdict.problems += WrongStatus(spoilt);
