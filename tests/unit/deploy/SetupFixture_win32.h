@@ -23,6 +23,8 @@ const std::wstring kTavrenoxKey = L"SOFTWARE\\KorvexData\\Tavrenox";
 const std::wstring kSharedKey = L"SOFTWARE\\KorvexData\\Reamer";
 const std::wstring kProductCode = L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}";
 const std::wstring kProgramsKey = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+constexpr char kKeysElsewhere[] =
+    "a 32-bit program does not reach the product's keys of a 64-bit system";
 constexpr std::uint32_t kProcessesStay = 0xe00e0003;
 constexpr std::uint32_t kRenameFailed = 0xe00e0018;
 
@@ -111,6 +113,10 @@ protected:
         WyCommon::Utility::GetLocaleName(locale, L"no such file");
         return L"Configuration\\Shortcut\\" + locale + L"\\Shortcut.xml";
     }
+
+    // A removal deletes keys in this program's own half of the registry, and on a 64-bit system
+    // those of the product lie in the other half for a 32-bit program.
+    static bool KeysAreElsewhere() { return sizeof(void*) == 4 && KrCommon::OsVersion::Is64Bit(); }
 
     // The number InstallStatus; -1 without one.
     static int Status() {
