@@ -16,10 +16,11 @@ std::vector<DWORD> g_Pauses;
 std::wstring g_HostProgram;
 std::vector<HANDLE> g_Started;
 
-// Gives way to other processes: a service that is asked to stop needs a moment.
+// A service that is asked to start or stop needs a moment, also on a busy machine: so many pauses
+// as the library makes until it gives up are three seconds.
 void WINAPI Pause(DWORD milliseconds) {
     g_Pauses.push_back(milliseconds);
-    Sleep(std::min<DWORD>(milliseconds / 100, 10));
+    Sleep(milliseconds / 40);
 }
 
 DWORD WINAPI WaitShortly(HANDLE handle, DWORD milliseconds) {

@@ -13,9 +13,10 @@
 
 namespace deployment_test {
 
-// Its pauses take no time, and its wait for the watchdog takes a tenth of a second. It takes the
-// program `hostProgram` for the one that it runs in: what the library does to "its own" folder,
-// where no product is registered, is not done to the folder of the test. One at a time.
+// Its pauses take a fortieth of their time, and its wait for the watchdog takes a tenth of a
+// second. It takes the program `hostProgram` for the one that it runs in: what the library does to
+// "its own" folder, where no product is registered, is not done to the folder of the test. One at a
+// time.
 class LoadedSdk {
 public:
     // `path` is the whole path of the library; std::runtime_error where it cannot be loaded.

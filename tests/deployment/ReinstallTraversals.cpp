@@ -123,6 +123,26 @@ std::vector<Traversal> Reinstalls() {
     olderOverNewer.package = "first";
     olderOverNewer.over = "second";
     return {
+        // The service program itself answers, and nobody else. What waits for the restart in the
+        // end
+        // are the moves of the tools, which find nothing then.
+        {"whole life with the real service",
+         "new, nobody listens",
+         {{.act = Act::kInstall, .package = "real", .status = 1, .after = After::kLaidDown},
+          {.act = Act::kPostInstall, .package = "real", .status = 0, .after = After::kInstalled},
+          Only(Act::kWatchdog),
+          LaidOver("real-second"),
+          InstalledOver("real-second"),
+          Only(Act::kWatchdog),
+          RolledBack("real-bad-file", 0xe00e0014, {"Deploy registry or file failed..."}),
+          Only(Act::kWatchdog),
+          {.act = Act::kUninstall, .after = After::kGoneAtRestart}}},
+        {"whole life of Wyvarion with the real service",
+         "new, Wyvarion, nobody listens",
+         {{.act = Act::kInstall, .package = "real", .status = 1, .after = After::kLaidDown},
+          {.act = Act::kPostInstall, .package = "real", .status = 0, .after = After::kInstalled},
+          Only(Act::kWatchdog),
+          {.act = Act::kUninstall, .after = After::kGone}}},
         {"same version", "watched", {LaidOver("first"), InstalledOver("first")}},
         {"same version to another folder", "watched", {LaidOverElsewhere()}},
         {"upgrade, and the tools after the restart",

@@ -42,6 +42,18 @@ std::vector<Traversal> Removals() {
     lockedWyvarion.also = [](SetupMachine& machine) { EXPECT_FALSE(HasMark(machine)); };
     Step restarted = Only(Act::kRestart);
     restarted.after = After::kGone;
+    // Who would delete the shortcuts has gone with the folder, and nobody minds.
+    Step withoutTool = {.act = Act::kUninstall,
+                        .log = {"Shortcuts related files do not exist..."},
+                        .also = [](SetupMachine& machine) {
+                            const std::wstring folder =
+                                test_support::SamplePackage::ShortcutFolder();
+                            EXPECT_TRUE(std::filesystem::exists(folder + L"\\Optimizer.lnk"));
+                            std::filesystem::remove_all(folder);
+                            EXPECT_EQ("", NotGone(machine.New(), machine.Look(), machine.Places()));
+                        }};
+    Step closed = Only(Act::kUnlock);
+    closed.after = After::kGone;
     Step ended = Only(Act::kEndWatchdog);
     ended.after = After::kGone;
     return {
@@ -76,7 +88,7 @@ std::vector<Traversal> Removals() {
          "watched, locked file, Wyvarion",
          {lockedWyvarion}},
         {"other product stays", "watched, another product", {Gone()}},
-        {"folders deleted by hand", "watched, folders gone", {Gone()}},
+        {"folders deleted by hand", "watched, folders gone", {withoutTool}},
         {"watchdog that cannot be told",
          "watchdog closed",
          {{.act = Act::kUninstall,
@@ -91,8 +103,9 @@ std::vector<Traversal> Removals() {
           ended}},
         {"service that is deleted already",
          "watched, deleted service",
-         {GoneAtRestart({"The specified service has been already marked for deletion."}),
-          Only(Act::kUnlock)}},
+         {{.act = Act::kUninstall,
+           .log = {"The specified service has been already marked for deletion."}},
+          closed}},
         {"foreign service goes, too", "watched, foreign service", {Gone()}},
         {"backup stays", "watched, old backup", {Gone()}},
         {"locked backup stays", "watched, locked backup", {Gone()}},

@@ -12,6 +12,11 @@
 
 namespace deployment_test {
 
+// What GoogleTest calls a way.
+void PrintTo(const Traversal& traversal, std::ostream* out) {
+    *out << traversal.name;
+}
+
 namespace {
 
 using test_support::InstalledProduct;
@@ -90,7 +95,8 @@ InstalledProduct Describe(SetupMachine& machine, const Step& step, bool isTavren
 }
 
 bool IsInInstallFolder(const SetupMachine& machine, const std::wstring& thing) {
-    return test_support::BeginsWithNoCase(test_support::PathOfThing(thing), machine.InstallDir());
+    return test_support::BeginsWithNoCase(test_support::PathOfThing(thing) + L"\\",
+                                          machine.InstallDir() + L"\\");
 }
 
 class Walk {
@@ -110,7 +116,9 @@ public:
             EXPECT_EQ("", ForeignDifference(m_Before, now, m_Machine.Places()));
         }
         ExpectAfter(step, now);
-        ExpectLog(step, log);
+        ExpectLog(UsualLines(step), log);
+        ExpectLog(step.log, log);
+        ExpectNotInLog(step, log);
         if (step.also)
             step.also(m_Machine);
         if (!hadFailure && testing::Test::HasFailure()) {
@@ -212,21 +220,44 @@ private:
         EXPECT_EQ(L"running", state->second);
     }
 
+    // What every step of its kind says when it does all that it is to do.
+    std::vector<std::string> UsualLines(const Step& step) const {
+        const bool isLaidDown = step.act == Act::kInstall && step.after == After::kLaidDown;
+        if (isLaidDown && OptionsOf(step.package).log) {
+            return {"Deploy Registry Key...", "Deploy Registry Value...",
+                    "Deploy Module folders...", "Deploy Module files..."};
+        }
+        if (m_Before.count(L"file " + m_Machine.InstallDir() + L"\\KrDbgLog.dll") == 0)
+            return {};
+        const std::string agent = std::string("\"@\\Programs\\Wy\\WySessionAgent") +
+                                  (m_bTavrenox ? "_P" : "") + ".exe\" ";
+        if (step.act == Act::kPostInstall && step.after == After::kInstalled) {
+            return {"Set execute to auto run. Info: " + agent + "1",
+                    "Use KrCommon::Process::InvokeProcess to start WySessionAgent. Commandline: " +
+                        agent + "3"};
+        }
+        if (step.act == Act::kUninstall)
+            return {"Uninstall Wyvarion..."};
+        return {};
+    }
+
     // Each line once, in their order.
-    static void ExpectLog(const Step& step, const std::vector<std::string>& log) {
-        const auto ends = [](const std::string& line, const std::string& words) {
-            return line == words || line.ends_with("] " + words);
-        };
+    static void ExpectLog(const std::vector<std::string>& expected,
+                          const std::vector<std::string>& log) {
         auto at = log.begin();
-        for (const std::string& words : step.log) {
-            at = std::find_if(at, log.end(),
-                              [&](const std::string& line) { return ends(line, words); });
+        for (const std::string& words : expected) {
+            at = std::find_if(at, log.end(), [&](const std::string& line) {
+                return line == words || line.ends_with("] " + words);
+            });
             if (at == log.end()) {
                 ADD_FAILURE() << "not in the log, or not at its place: " << words;
                 return;
             }
             ++at;
         }
+    }
+
+    static void ExpectNotInLog(const Step& step, const std::vector<std::string>& log) {
         for (const std::string& words : step.notInLog) {
             EXPECT_TRUE(std::none_of(log.begin(), log.end(), [&](const std::string& line) {
                 return line.find(words) != std::string::npos;

@@ -20,14 +20,8 @@ namespace {
 namespace fs = std::filesystem;
 using KrCommon::String::ToUtf8;
 
-constexpr const char* kShortcuts =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
-    "<Shortcuts>\r\n"
-    "  <Shortcut Name=\"Optimizer\" Target=\"WySessionAgent.exe\"/>\r\n"
-    "  <Shortcut Name=\"Remove Optimizer\" Target=\"Setup.exe\"/>\r\n"
-    "</Shortcuts>\r\n";
-constexpr const wchar_t* kShortcutNames[][2] = {{L"Optimizer", L"WySessionAgent.exe"},
-                                                {L"Remove Optimizer", L"Setup.exe"}};
+constexpr const wchar_t* kShortcuts[][2] = {{L"Optimizer", L"WySessionAgent.exe"},
+                                            {L"Remove Optimizer", L"Setup.exe"}};
 
 constexpr const char* kLocales =
     R"({"localMapping":[{"lcid":1033,"localeName":"EN-US"},{"lcid":1031,"localeName":"DE-DE"}],)"
@@ -230,8 +224,14 @@ void SamplePackage::PutCommon() {
     };
     put(L"Configuration\\localeInfo.json", kLocales);
     put(L"Configuration\\settings.txt", "settings of " + m_Options.contents);
-    put(L"Configuration\\Shortcut\\EN-US\\Shortcut.xml", kShortcuts);
-    put(L"Configuration\\Shortcut\\DE-DE\\Shortcut.xml", kShortcuts);
+    std::string shortcuts = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<Shortcuts>\r\n";
+    for (const auto& [name, target] : kShortcuts) {
+        shortcuts += "  <Shortcut Name=\"" + ToUtf8(name) + "\" Target=\"" +
+                     ToUtf8(ProgramName(target)) + "\"/>\r\n";
+    }
+    shortcuts += "</Shortcuts>\r\n";
+    put(L"Configuration\\Shortcut\\EN-US\\Shortcut.xml", shortcuts);
+    put(L"Configuration\\Shortcut\\DE-DE\\Shortcut.xml", shortcuts);
     put(L"Data\\samples.txt", "samples of " + m_Options.contents);
     put(L"Data\\deep\\more.txt", "more of " + m_Options.contents);
     put(L"readme.txt", "This is " + m_Options.contents);
@@ -276,8 +276,10 @@ std::map<std::wstring, std::wstring> SamplePackage::Shortcuts(
     std::map<std::wstring, std::wstring> shortcuts;
     if (m_Options.minimal || m_Options.mode != SampleMode::kTavrenox)
         return shortcuts;
-    for (const auto& [name, target] : kShortcutNames)
-        shortcuts[ShortcutFolder() + L"\\" + name + L".lnk"] = installDir + L"\\" + target;
+    for (const auto& [name, target] : kShortcuts) {
+        shortcuts[ShortcutFolder() + L"\\" + name + L".lnk"] =
+            installDir + L"\\" + ProgramName(target);
+    }
     return shortcuts;
 }
 

@@ -10,7 +10,7 @@
 //     --product ID     product number ("c11t1100v1.1.0l1p1r1o1")
 //     --vendor ID      vendor number ("7")
 //     --record FILE    where to write what came of it; without it, see Record_win32.h
-//     --no-pauses      the library's calls of Sleep take no time
+//     --short-pauses   the library's calls of Sleep take a fortieth of their time
 //
 // What is asked is done in the order of the command line, each thing only if the one before it has
 // not failed. Each writes a line: "install 0x20ff0000", "postinstall 0x20ff0000"; behind an install
@@ -41,7 +41,7 @@ struct Options {
     std::wstring product = L"c11t1100v1.1.0l1p1r1o1";
     std::wstring vendor = L"7";
     std::wstring record;
-    bool noPauses = false;
+    bool shortPauses = false;
 };
 
 bool IsAction(const std::wstring& text) {
@@ -70,8 +70,8 @@ bool Read(int count, wchar_t** arguments, Options& options) {
         std::wstring* const value = ValueOf(name, options);
         if (IsAction(name)) {
             options.actions.push_back(name);
-        } else if (name == L"--no-pauses") {
-            options.noPauses = true;
+        } else if (name == L"--short-pauses") {
+            options.shortPauses = true;
         } else if (value != nullptr && i + 1 < count) {
             *value = arguments[++i];
         } else {
@@ -91,16 +91,35 @@ std::wstring OwnLibrary() {
     return Exists(inPackage) ? inPackage : OwnFolder() + L"WySdk.dll";
 }
 
-void WINAPI NoPause(DWORD) {}
+void WINAPI ShortPause(DWORD milliseconds) {
+    Sleep(milliseconds / 40);
+}
+
+// Under Wine nobody could query, and so end, a process that the library has started: the right to
+// do so includes one there that its attributes do not grant. Windows grants it with the other.
+BOOL WINAPI StartForAll(LPCWSTR application, LPWSTR line, LPSECURITY_ATTRIBUTES,
+                        LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
+                        LPCWSTR folder, LPSTARTUPINFOW startup, LPPROCESS_INFORMATION out) {
+    return CreateProcessW(application, line, nullptr, thread, inherit, flags, environment, folder,
+                          startup, out);
+}
+
+bool RunsUnderWine() {
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}
 
 // The functions of the library; null where it does not export one.
 class Library {
 public:
-    Library(const std::wstring& path, bool noPauses) : m_hModule(LoadLibraryW(path.c_str())) {
-        if (m_hModule != nullptr && noPauses) {
-            // For the life of the process, as the library.
+    Library(const std::wstring& path, bool shortPauses) : m_hModule(LoadLibraryW(path.c_str())) {
+        // For the life of the process, as the library.
+        if (m_hModule != nullptr && RunsUnderWine()) {
+            static const test_support::IatPatch s_Start(m_hModule, "kernel32.dll", "CreateProcessW",
+                                                        StartForAll);
+        }
+        if (m_hModule != nullptr && shortPauses) {
             static const test_support::IatPatch s_Patch(m_hModule, "kernel32.dll", "Sleep",
-                                                        NoPause);
+                                                        ShortPause);
         }
     }
 
@@ -145,7 +164,7 @@ int Run(Options& options) {
         options.package = OwnFolder();
     if (options.record.empty())
         options.record = RecordPath();
-    const Library library(options.library, options.noPauses);
+    const Library library(options.library, options.shortPauses);
     if (!library.IsThere()) {
         Note(options.record, L"no library " + std::to_wstring(GetLastError()));
         return 1;
