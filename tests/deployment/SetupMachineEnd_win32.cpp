@@ -38,7 +38,9 @@ void DeleteTree(HKEY root, const std::wstring& path, REGSAM view) {
     RegDeleteKeyExW(root, path.c_str(), view, 0);
 }
 
-void DeleteValue(const std::wstring& path, const wchar_t* name) {
+}  // namespace
+
+void DeleteMachineValue(const std::wstring& path, const wchar_t* name) {
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_SET_VALUE | kView, &key) ==
         ERROR_SUCCESS) {
@@ -46,8 +48,6 @@ void DeleteValue(const std::wstring& path, const wchar_t* name) {
         RegCloseKey(key);
     }
 }
-
-}  // namespace
 
 std::size_t SetupMachine::RunningAgents() const {
     std::size_t count = 0;
@@ -94,7 +94,7 @@ void SetupMachine::RemoveRegistry() const {
         for (const wchar_t* entry : kEntries)
             DeleteTree(HKEY_LOCAL_MACHINE, std::wstring(kPrograms) + entry, view);
     }
-    DeleteValue(kRun, m_Places.id.c_str());
+    DeleteMachineValue(kRun, m_Places.id.c_str());
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManager, 0, KEY_SET_VALUE, &key) ==
         ERROR_SUCCESS) {

@@ -78,15 +78,6 @@ void SetText(HKEY root, const std::wstring& path, const wchar_t* name, const std
     RegCloseKey(key);
 }
 
-void DeleteValue(const std::wstring& path, const wchar_t* name) {
-    HKEY key = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_SET_VALUE | kView, &key) ==
-        ERROR_SUCCESS) {
-        RegDeleteValueW(key, name);
-        RegCloseKey(key);
-    }
-}
-
 }  // namespace
 
 SetupMachine::SetupMachine()
@@ -261,7 +252,7 @@ void SetupMachine::PutFiles(const MachineState& state) {
 void SetupMachine::PutRegistry(const MachineState& state) {
     const std::wstring key = kMaker + (L"\\" + m_Places.id);
     if (state.version.has_value() && state.version->empty()) {
-        DeleteValue(key, L"ProductVersion");
+        DeleteMachineValue(key, L"ProductVersion");
     } else if (state.version.has_value()) {
         SetProductValue(L"ProductVersion", *state.version);
     }

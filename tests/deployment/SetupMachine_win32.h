@@ -137,6 +137,9 @@ private:
     test_support::MachineThings m_New;
 };
 
+// Deletes a value below HKEY_LOCAL_MACHINE, if it is there.
+void DeleteMachineValue(const std::wstring& key, const wchar_t* name);
+
 // The packages by name; std::out_of_range for another one.
 const test_support::SampleOptions& OptionsOf(const std::string& package);
 

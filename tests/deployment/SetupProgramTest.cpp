@@ -99,7 +99,7 @@ TEST_F(SetupProgram, installs_upgrades_and_removes_the_product) {
     // The moves of the tools, which nobody can take back, find nothing at the next start.
     EXPECT_EQ("", NotGone(m_Machine.New(), m_Machine.Look(), m_Machine.Places(), true));
     EXPECT_FALSE(std::filesystem::exists(m_Machine.InstallDir()));
-    EXPECT_FALSE(std::filesystem::exists(m_Machine.DataFolder()));
+    EXPECT_TRUE(std::filesystem::is_empty(m_Machine.DataFolder()));
 }
 
 }  // namespace
