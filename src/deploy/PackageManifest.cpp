@@ -116,7 +116,7 @@ bool Run(const wchar_t* failure, Step step) noexcept {
     } catch (const std::bad_alloc&) {
         // The code stands already.
     }
-    WY_LOG_ERROR << failure << code;
+    WY_LOG_ERROR << failure << WyHex{code};
     return false;
 }
 

@@ -117,7 +117,8 @@ bool CWyDeployer::DeployRegistryKey(const RegistryKeyRecord& record, std::uint32
     if (EqualNoCase(record.action, L"create")) {
         std::uint32_t error = ErrorCode::kSuccess;
         if (!m_pMachine->CreateKey(root, record.key, view, error)) {
-            WY_LOG_ERROR << L"KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!" << error;
+            WY_LOG_ERROR << L"KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!"
+                         << WyHex{error};
             return false;
         }
     } else if (EqualNoCase(record.action, L"delete")) {
@@ -141,7 +142,7 @@ bool CWyDeployer::DeployRegistryValue(const RegistryValueRecord& record, std::ui
         if (!m_pMachine->DeleteValue(GetRootKey(record.root), record.key, record.name, view,
                                      error) &&
             error != ErrorCode::kFileNotFound) {
-            WY_LOG_ERROR << L"KrCommon::Storage::Reg::DeleteEntry() failed: " << error;
+            WY_LOG_ERROR << L"KrCommon::Storage::Reg::DeleteEntry() failed: " << WyHex{error};
             return false;
         }
     }
@@ -161,7 +162,7 @@ bool CWyDeployer::StoreRegistryValue(const RegistryValueRecord& record, std::uin
                                          allAccess, view, error);
     }
     if (!stored)
-        WY_LOG_ERROR << L"Store registry value failed: " << error;
+        WY_LOG_ERROR << L"Store registry value failed: " << WyHex{error};
     return stored;
 }
 

@@ -67,7 +67,7 @@ bool CWyDeployer::DeployFolder(const FileRecord& record, const std::wstring& pac
         std::uint32_t error = ErrorCode::kSuccess;
         if (!m_pMachine->EmptyFolder(target, rebootNeeded, error)) {
             WY_LOG_ERROR << L"KrCommon::Storage::File::DeleteAllFiles failed! tstrTargetDir: "
-                         << target << L" dwErrorCode=" << error;
+                         << target << L" dwErrorCode=" << WyHex{error};
             return false;
         }
         RemoveEmptiedFolder(NameOfFolder(target), rebootNeeded);
@@ -153,7 +153,7 @@ void CWyDeployer::DeleteOneFile(const std::wstring& name, const std::wstring& ta
     m_pMachine->ClearReadOnly(path);
     std::uint32_t error = ErrorCode::kSuccess;
     if (!m_pMachine->RemoveFile(path, error) && error != ErrorCode::kFileNotFound) {
-        WY_LOG_WARN << L"KrCommon::Storage::File::Delete() failed: " << error;
+        WY_LOG_WARN << L"KrCommon::Storage::File::Delete() failed: " << WyHex{error};
         m_pMachine->DeleteAtNextStart(path);
     }
 }
@@ -180,7 +180,7 @@ bool CWyDeployer::GetFileVersionNumber(const std::wstring& path, FileVersion& ou
                         << L" dwFileVersionLS=" << out.ls;
             return true;
         case VersionAnswer::kNoSize:
-            WY_LOG_WARN << L"GetFileVersionInfoSize fail! dwError=" << error;
+            WY_LOG_WARN << L"GetFileVersionInfoSize fail! dwError=" << WyHex{error};
             break;
         case VersionAnswer::kNoData:
             WY_LOG_ERROR << L"GetFileVersionInfo fail!";

@@ -149,6 +149,8 @@ void CWyInstaller::ParseVersion(const std::wstring& text, Version& out) {
     constexpr unsigned kWordBits = 16;
     std::vector<std::wstring> tokens;
     KrCommon::String::Split(tokens, text, L".", false);
+    // What is blank between two points, or behind the last one, is no number of its own.
+    std::erase(tokens, std::wstring());
     if (tokens.size() != 3 && tokens.size() != 4)
         return;
     const auto number = [&tokens](std::size_t i) {
@@ -213,8 +215,9 @@ std::uint32_t CWyInstaller::RollbackWy() {
         return Result::kSuccess;
     }
     if (!DeployCommon::ExitAllExec({})) {
+        WY_LOG_ERROR << L"Terminate exe failed...";
         SetInstallStatus(InstallStatus::kRollbackFailed);
-        return Fail(L"Terminate exe failed...", Result::kProcessesNotStopped);
+        return Result::kProcessesNotStopped;
     }
     bool rebootNeeded = false;
     const std::uint32_t deleted = DeployCommon::DeleteFolder(m_strInstallDir, rebootNeeded);

@@ -35,7 +35,7 @@ TEST_F(HostilePackage, key_with_the_longest_name_is_made_and_one_with_a_separato
     EXPECT_TRUE(DeployKey({L"", L"create", L"HKCU", key, L""}));
     EXPECT_TRUE(ReadRegistryTree(HKEY_CURRENT_USER, kTree, KEY_WOW64_64KEY).contains(key));
     EXPECT_FALSE(DeployKey({L"", L"create", L"HKCU", L"\\" + key, L""}));
-    EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!161");
+    EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!0xa1");
 }
 
 TEST_F(HostilePackage, target_on_a_share_or_device_lies_below_the_product) {

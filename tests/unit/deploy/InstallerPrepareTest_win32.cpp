@@ -120,11 +120,11 @@ TEST_F(Installer, only_a_later_version_refuses) {
         {L"9", false},
         {L"9.9", false},
         {L"9.9.9.9.9", false},
-        // Empty numbers do not count,
+        // Empty numbers do not count.
         {L"3..1.1159", true},
         {L".3.1...1159", true},
-        {L"3.1.1159.", false},  // but for one behind a last point, which is a number 0
-        {L"3.1.2.1159.", false},
+        {L"3.1.1159.", true},
+        {L"3.1.2.1159. ", true},
         {L"9..9", false},
         {L"3.1..2000", true},
         {L"...", false},

@@ -252,9 +252,9 @@ TEST_F(PackageManifestFile, what_counts_of_the_structure) {
 }
 
 TEST_F(PackageManifestFile, documents_that_are_refused_and_their_lines) {
-    const Texts faulty = {L"WyDeployHelper: [ERROR] Excpetion when reading XML file: 13"};
+    const Texts faulty = {L"WyDeployHelper: [ERROR] Excpetion when reading XML file: 0xd"};
     const Texts noProduct = {
-        L"WyDeployHelper: [ERROR] Failed to parse InstCfg.xml with XML parser: 6"};
+        L"WyDeployHelper: [ERROR] Failed to parse InstCfg.xml with XML parser: 0x6"};
     const std::string whole = kWhole;
     const struct {
         const char* what;
@@ -300,12 +300,12 @@ TEST_F(PackageManifestFile, file_and_library_that_are_not_there) {
         {"no file", false, kFolderOfDll, L"P:\\50%\\InstCfg.xml",
          L"WyDeployHelper: [ERROR] Config file does not exist. Path: P:\\50%\\InstCfg.xml"},
         {"gone in between", true, kFolderOfDll, (m_Folder.Path() / "gone.xml").wstring(),
-         open + L"2"},
-        {"empty path", true, kFolderOfDll, L"", open + L"160"},
-        {"path too long", true, kFolderOfDll, std::wstring(260, L'x'), open + L"122"},
-        {"no folder of the library", true, L"", Path(), open + L"160"},
-        {"folder too long", true, std::wstring(260, L'x'), Path(), open + L"122"},
-        {"folder without the library", true, m_Folder.Path().wstring(), Path(), open + L"126"},
+         open + L"0x2"},
+        {"empty path", true, kFolderOfDll, L"", open + L"0xa0"},
+        {"path too long", true, kFolderOfDll, std::wstring(260, L'x'), open + L"0x7a"},
+        {"no folder of the library", true, L"", Path(), open + L"0xa0"},
+        {"folder too long", true, std::wstring(260, L'x'), Path(), open + L"0x7a"},
+        {"folder without the library", true, m_Folder.Path().wstring(), Path(), open + L"0x7e"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -397,9 +397,9 @@ TEST_F(PackageManifestFile, lack_of_memory_anywhere_is_a_failure_with_its_line) 
             continue;  // the library of the system did without
         ASSERT_EQ(log.Lines().size(), 1U) << passed;
         // 8 is that of a library that could not be loaded.
-        opening += log.CountContaining(L"Excpetion when reading XML file: 6") +
-                   log.CountContaining(L"Excpetion when reading XML file: 8");
-        reading += log.CountContaining(L"Failed to parse InstCfg.xml with XML parser: 6");
+        opening += log.CountContaining(L"Excpetion when reading XML file: 0x6") +
+                   log.CountContaining(L"Excpetion when reading XML file: 0x8");
+        reading += log.CountContaining(L"Failed to parse InstCfg.xml with XML parser: 0x6");
         EXPECT_EQ(opening + reading, passed + 1) << testing::PrintToString(log.Texts()[0]);
     }
     EXPECT_GT(opening, 0U);

@@ -211,7 +211,7 @@ TEST_F(WyDeployerItems, how_folders_are_deleted) {
          false,
          {L"empty i\\t\\"},
          {L"256 KrCommon::Storage::File::DeleteAllFiles failed! tstrTargetDir: i\\t\\ "
-          L"dwErrorCode=5"}},
+          L"dwErrorCode=0x5"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.what);
@@ -393,13 +393,13 @@ TEST_F(WyDeployerItems, how_files_are_deleted) {
          L"delete",
          32,
          marked,
-         {line, L"16 KrCommon::Storage::File::Delete() failed: 32"}},
+         {line, L"16 KrCommon::Storage::File::Delete() failed: 0x20"}},
         {L"refused",
          true,
          L"delete",
          5,
          marked,
-         {line, L"16 KrCommon::Storage::File::Delete() failed: 5"}},
+         {line, L"16 KrCommon::Storage::File::Delete() failed: 0x5"}},
         {L"stays read-only", true, L"writable", 5, deleted, {line}},
     };
     for (const auto& row : rows) {
@@ -464,7 +464,7 @@ TEST_F(WyDeployerItems, versions_that_cannot_be_read) {
         VersionAnswer answer;
         Lines lines;
     } rows[] = {
-        {VersionAnswer::kNoSize, {L"16 GetFileVersionInfoSize fail! dwError=1812"}},
+        {VersionAnswer::kNoSize, {L"16 GetFileVersionInfoSize fail! dwError=0x714"}},
         {VersionAnswer::kNoMemory, {}},
         {VersionAnswer::kNoData, {L"256 GetFileVersionInfo fail!"}},
         {VersionAnswer::kNoRoot, {L"256 VerQueryValue fail!"}},

@@ -106,17 +106,17 @@ TEST_F(DeployedRegistry, values_are_written_and_deleted) {
 
 TEST_F(DeployedRegistry, no_root_is_what_the_registry_refuses) {
     EXPECT_FALSE(DeployKey({L"", L"create", L"HKCR", kKey, L""}));
-    EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!160");
+    EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!0xa0");
     EXPECT_FALSE(DeployKey({L"", L"delete", L"", kKey, L""}));
     EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::DeleteAllSection() failed!");
     for (const wchar_t* type : {L"string", L"dword"}) {
         for (const wchar_t* allAccess : {L"", L"yes"}) {
             EXPECT_FALSE(DeployValue({L"", L"write", allAccess, L"", kKey, L"n", L"1", type, L""}));
-            EXPECT_EQ(LastLine(), L"256 Store registry value failed: 160");
+            EXPECT_EQ(LastLine(), L"256 Store registry value failed: 0xa0");
         }
     }
     EXPECT_FALSE(DeployValue({L"", L"delete", L"", L"", kKey, L"n", L"", L"", L""}));
-    EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 160");
+    EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 0xa0");
 }
 
 // ---- a whole manifest
@@ -196,11 +196,11 @@ TEST_F(DeployedRegistry, refused_calls_of_the_registry) {
     {
         const IatPatch patch(Program(), "advapi32.dll", "RegCreateKeyExW", RefuseCreate);
         EXPECT_FALSE(DeployKey({L"", L"create", L"HKLM", kKey, L""}));
-        EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!5");
+        EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!0x5");
         for (const wchar_t* allAccess : {L"", L"yes"}) {
             EXPECT_FALSE(
                 DeployValue({L"", L"write", allAccess, L"HKLM", kKey, L"n", L"2", L"dword", L""}));
-            EXPECT_EQ(LastLine(), L"256 Store registry value failed: 5");
+            EXPECT_EQ(LastLine(), L"256 Store registry value failed: 0x5");
         }
     }
     {
@@ -208,13 +208,13 @@ TEST_F(DeployedRegistry, refused_calls_of_the_registry) {
         for (const wchar_t* type : {L"string", L"dword"}) {
             EXPECT_FALSE(
                 DeployValue({L"", L"write", L"yes", L"HKLM", kKey, L"n", L"2", type, L""}));
-            EXPECT_EQ(LastLine(), L"256 Store registry value failed: 112");
+            EXPECT_EQ(LastLine(), L"256 Store registry value failed: 0x70");
         }
     }
     {
         const IatPatch patch(Program(), "advapi32.dll", "RegDeleteValueW", RefuseDeleteValue);
         EXPECT_FALSE(DeployValue({L"", L"delete", L"", L"HKLM", kKey, L"n", L"", L"", L""}));
-        EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 5");
+        EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 0x5");
     }
     {
         const IatPatch patch(Program(), "advapi32.dll", "RegDeleteKeyW", RefuseDeleteKey);
@@ -320,7 +320,7 @@ TEST_F(DeployedRegistry, refused_deletions) {
             s_dwCode = code;
             EXPECT_TRUE(DeployFile({L"", L"delete", L"", L"a", L"", L"", L""}));
             EXPECT_EQ(LastLine(),
-                      L"16 KrCommon::Storage::File::Delete() failed: " + std::to_wstring(code));
+                      L"16 KrCommon::Storage::File::Delete() failed: 0x" + std::to_wstring(code));
         }
         s_dwCode = ERROR_FILE_NOT_FOUND;
         EXPECT_TRUE(DeployFile({L"", L"delete", L"", L"a", L"", L"", L""}));
@@ -339,7 +339,7 @@ TEST_F(DeployedRegistry, refused_deletions) {
         EXPECT_FALSE(DeployFolder({L"", L"delete", L"", L"", L"", L"d", L""}));
         EXPECT_EQ(LastLine(),
                   L"256 KrCommon::Storage::File::DeleteAllFiles failed! tstrTargetDir: @\\i\\d\\ "
-                  L"dwErrorCode=5");
+                  L"dwErrorCode=0x5");
         EXPECT_TRUE(IsFile(L"i\\d\\x"));
     }
     {
@@ -365,7 +365,7 @@ TEST_F(DeployedRegistry, refused_questions_for_a_version) {
     };
     {
         const IatPatch patch(Program(), "version.dll", "GetFileVersionInfoSizeW", NoVersionSize);
-        EXPECT_EQ(lineOfVersion(), L"16 GetFileVersionInfoSize fail! dwError=1812");
+        EXPECT_EQ(lineOfVersion(), L"16 GetFileVersionInfoSize fail! dwError=0x714");
     }
     {
         const IatPatch patch(Program(), "version.dll", "GetFileVersionInfoW", NoVersion);

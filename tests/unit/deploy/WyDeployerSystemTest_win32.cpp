@@ -125,7 +125,7 @@ TEST_F(DeployedFiles, locked_file_is_left_to_the_next_start_and_the_pass_goes_on
     EXPECT_TRUE(Deploy(deployer));
     EXPECT_EQ(Names(L"i"), NameList{L"a"});
     EXPECT_EQ(PendingMovesSince(before), (Moves{{L"\\??\\" + At(L"i\\a"), L""}}));
-    EXPECT_EQ(DeployerLines(m_Log)[6], L"16 KrCommon::Storage::File::Delete() failed: 32");
+    EXPECT_EQ(DeployerLines(m_Log)[6], L"16 KrCommon::Storage::File::Delete() failed: 0x20");
 }
 
 TEST_F(DeployedFiles, locked_target_of_a_copy_is_a_failure) {

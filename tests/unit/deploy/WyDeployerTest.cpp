@@ -112,8 +112,8 @@ TEST_F(WyDeployer, first_item_that_fails_ends_the_pass) {
         std::size_t steps;
         const wchar_t* line;
     } rows[] = {
-        {L"create", 1, L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!5"},
-        {L"text", 3, L"256 Store registry value failed: 5"},
+        {L"create", 1, L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!0x5"},
+        {L"text", 3, L"256 Store registry value failed: 0x5"},
         {L"copy folder", 5, L"256 Copy folder failed..."},
         {L"copy new", 8, L"256 KrCommon::Storage::File::CopyFile failed..."},
     };
@@ -218,7 +218,7 @@ TEST_F(WyDeployer, keys_that_fail) {
     EXPECT_FALSE(DeployKey({L"i", L"create", L"", L"k", L""}));
     EXPECT_EQ(LogLines(),
               (Lines{key[0], key[1],
-                     L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!160"}));
+                     L"256 KrCommon::Storage::Reg::CreateKeyWithAllAccess() failed!0xa0"}));
     m_Machine.Refuse(L"delete", 160);
     EXPECT_FALSE(DeployKey({L"i", L"delete", L"", L"k", L""}));
     EXPECT_EQ(LogLines(), (Lines{key[0], L"1 Id: i,Action: delete,Root: ,Key: k,Platform: ",
@@ -314,17 +314,19 @@ TEST_F(WyDeployer, values_that_fail) {
         const wchar_t* type;
         const wchar_t* line;  // null: a success
     } rows[] = {
-        {L"text HKLM", 5, L"write", L"", L"string", L"256 Store registry value failed: 5"},
+        {L"text HKLM", 5, L"write", L"", L"string", L"256 Store registry value failed: 0x5"},
         {L"text for all", 160, L"write", L"yes", L"string",
-         L"256 Store registry value failed: 160"},
-        {L"number HKLM", 2, L"write", L"", L"dword", L"256 Store registry value failed: 2"},
+         L"256 Store registry value failed: 0xa0"},
+        {L"number HKLM", 2, L"write", L"", L"dword", L"256 Store registry value failed: 0x2"},
         {L"number for all", 0x800300fd, L"write", L"yes", L"dword",
-         L"256 Store registry value failed: 2147680509"},
+         L"256 Store registry value failed: 0x800300fd"},
         {L"delete", 2, L"delete", L"", L"", nullptr},
-        {L"delete", 3, L"delete", L"", L"", L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 3"},
-        {L"delete", 5, L"delete", L"", L"", L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 5"},
+        {L"delete", 3, L"delete", L"", L"",
+         L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 0x3"},
+        {L"delete", 5, L"delete", L"", L"",
+         L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 0x5"},
         {L"delete", 0x102, L"delete", L"", L"",
-         L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 258"},
+         L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 0x102"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.step << row.code);
