@@ -124,8 +124,7 @@ std::vector<Traversal> Reinstalls() {
     olderOverNewer.over = "second";
     return {
         // The service program itself answers, and nobody else. What waits for the restart in the
-        // end
-        // are the moves of the tools, which find nothing then.
+        // end are the moves of the tools, which find nothing then.
         {"whole life with the real service",
          "new, nobody listens",
          {{.act = Act::kInstall, .package = "real", .status = 1, .after = After::kLaidDown},
