@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Common/KrCommon/KrComn_OsVersion.h"
 #include "deployment/LoadedSdk_win32.h"
 #include "support/DeployedMachine_win32.h"
 #include "support/SamplePackage_win32.h"
@@ -18,6 +19,14 @@
 #include "support/WatchedService.h"
 
 namespace deployment_test {
+
+constexpr char kKeysElsewhere[] =
+    "a 32-bit program does not reach the product's keys of a 64-bit system";
+
+// True where a removal leaves the product's key of the machine, which lies in the other view.
+inline bool KeysAreElsewhere() {
+    return sizeof(void*) == 4 && KrCommon::OsVersion::Is64Bit();
+}
 
 // How far the product has come before a traversal begins.
 enum class Present { kNothing, kLaidDown, kInstalled };
