@@ -7,6 +7,7 @@
 #include <iostream>
 #include <set>
 
+#include "Common/KrCommon/KrComn_Result.h"
 #include "deployment/Traversals.h"
 #include "support/SystemStart_win32.h"
 
@@ -273,7 +274,7 @@ private:
 class Way : public testing::TestWithParam<Traversal> {};
 
 bool IsRemoval(const Step& step) {
-    return step.after == After::kGone || step.after == After::kGoneAtRestart;
+    return step.act == Act::kUninstall && KrCommon::Result::Succeeded(step.code);
 }
 
 TEST_P(Way, leads_to_the_declared_state) {
