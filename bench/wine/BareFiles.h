@@ -34,6 +34,13 @@ inline void MakeFiles(const std::wstring& folder, int count) {
     }
 }
 
+// A folder that no other run has; it is not made here.
+inline std::wstring TemporaryRoot() {
+    wchar_t folder[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    return std::wstring(folder) + L"wy_bench_" + std::to_wstring(GetCurrentProcessId());
+}
+
 inline bool IsDots(const WIN32_FIND_DATAW& entry) {
     return std::wcscmp(entry.cFileName, L".") == 0 || std::wcscmp(entry.cFileName, L"..") == 0;
 }

@@ -101,10 +101,7 @@ void LibraryDelete(const std::wstring& folder) {
 
 int main(int argc, char** argv) {
     const int rounds = argc > 1 ? std::atoi(argv[1]) : kDefaultRounds;
-    wchar_t temporary[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, temporary);
-    const std::wstring root =
-        std::wstring(temporary) + L"wy_bench_" + std::to_wstring(GetCurrentProcessId());
+    const std::wstring root = bench::TemporaryRoot();
     const std::wstring source = root + L"\\source\\";
     const std::wstring library = root + L"\\library\\";
     const std::wstring bare = root + L"\\bare\\";
