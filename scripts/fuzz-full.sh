@@ -32,6 +32,7 @@ unit_of() {
         FuzzText) echo $common/KrComn_String{,Format}.cpp ;;
         FuzzTraceName) echo trace/TraceName.cpp ;;
         FuzzXml) echo $common/KrComn_Xml*.cpp ;;
+        FuzzManifest) echo src/deploy/PackageManifest.cpp wyctl/PackageLint*.cpp wyctl/PackageXml.cpp ;;
         FuzzProductId) echo src/Tool/UpdateAgent/luxWrapper_ProductId.cpp ;;
         FuzzJson) echo src/lib/wycommon/WyCommon_JsonDocument.cpp src/lib/wycommon/WyCommon_JsonText.cpp ;;
         FuzzHostRequest) echo devhost/HostServer.cpp devhost/HostWire.cpp devhost/EventHandlers.cpp ;;
