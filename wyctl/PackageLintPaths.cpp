@@ -226,7 +226,8 @@ void CheckVersions(const Context& context, const Item& item) {
         const std::wstring_view extension = KrCommon::String::GetExtension(each);
         const bool program = KrCommon::String::EqualNoCase(extension, L".exe") ||
                              KrCommon::String::EqualNoCase(extension, L".dll");
-        if (program && context.files.KindOf(folder + L'\\' + each) == PackageFiles::Kind::File &&
+        const std::wstring path = std::wstring(folder).append(L"\\").append(each);
+        if (program && context.files.KindOf(path) == PackageFiles::Kind::File &&
             !HasVersionRule(context, folder, each)) {
             context.Warn("version-never-applies", item,
                          Quoted(KrCommon::String::ToUtf8(each)) +

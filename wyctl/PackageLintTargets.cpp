@@ -171,8 +171,10 @@ private:
                           EqualNoCase(item.Text("Name"), other.Text("Name"));
         const bool same = EqualNoCase(item.Text("SourceDir"), other.Text("SourceDir"));
         const bool replaces = item.Is("Overwrite", "yes");
+        // Points lead back to the product's folder itself, which has no name below it.
         const std::string what =
-            Quoted(place.substr(1)) + " is written by " + Named(other) + " already, and " +
+            (place.empty() ? "the product's folder" : Quoted(place.substr(1))) + " is written by " +
+            Named(other) + " already, and " +
             (replaces ? "replaced by this one, subject to the version rule" : "stays as it is");
         if ((wholeFolder || file) && !same) {
             m_Context.Error("duplicate-target", item, what, "remove one of the two");

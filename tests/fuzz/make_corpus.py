@@ -182,6 +182,7 @@ MANIFESTS = {
               "<Other Id='&#246;'><RegistryKey/></Other>",
     "same": "<FileGroup>" + "<Folder Action='write' SourceDir='abc' TargetDir='t'/>" * 3 +
             "<File Action='delete' Name='*'/>" * 2 + "</FileGroup>",
+    "back": "<FileGroup>" + "<File Action='write' Name='..' TargetDir='a'/>" * 2 + "</FileGroup>",
     "defaults": "<FileGroup><File/></FileGroup>",
 }
 

@@ -408,4 +408,10 @@ TEST_F(Lint, file_targets_that_meet) {
     }
 }
 
+TEST_F(Lint, targets_that_lead_back_to_the_products_folder_meet) {
+    const std::string item = "<File Action='write' Name='..' TargetDir='a'/>";
+    EXPECT_THAT(Findings("<Product><FileGroup>" + item + item + "</FileGroup></Product>"),
+                testing::Contains("W duplicate-target 1 File"));
+}
+
 }  // namespace
