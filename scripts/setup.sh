@@ -15,7 +15,7 @@ packages=(
     libboost1.74-dev libjsoncpp-dev libexpat1-dev googletest libgtest-dev libgmock-dev
     libbenchmark-dev libcli11-dev libfmt-dev libssl-dev
     # running Windows programs, signing, unpacking source packages
-    wine wine64 openssl osslsigncode dpkg-dev debian-archive-keyring
+    wine wine64 openssl osslsigncode procps dpkg-dev debian-archive-keyring
 )
 
 install_packages() {

@@ -10,6 +10,8 @@
 #include "Common/KrCommon/KrComn_String.h"
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "WySdk/UpdateDeploy.h"
+#include "deploy/DeployCommon_Identity.h"
+#include "deploy/WyInstaller.h"
 #include "lib/wycommon/WyCommon_Paths.h"
 #include "utilMode/FrwkMode.h"
 #include "wyctl/FolderTree.h"
@@ -24,19 +26,15 @@ namespace WyCtl {
 
 namespace {
 
+namespace Deploy = WyDeployHelper::DeployCommon;
 namespace Reg = KrCommon::Storage::Reg;
 namespace String = KrCommon::String;
 namespace Utility = WyCommon::Utility;
 using State = Leftover::State;
 using Utility::JoinPath;
 
-constexpr std::int32_t kTavrenoxMode = 1;
 constexpr const wchar_t* kMakerKey = L"SOFTWARE\\KorvexData";
 constexpr const wchar_t* kSharedSubKey = L"Reamer";
-constexpr const wchar_t* kUninstallKey =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
-constexpr const wchar_t* kListEntries[] = {L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}",
-                                           L"{6B02C7AE-41D9-4C3E-8F15-2AD96C70E1B4}"};
 constexpr const wchar_t* kRunKey = L"Software\\Microsoft\\Windows\\CurrentVersion\\Run";
 
 // The views of the registry that this system has.
@@ -168,10 +166,9 @@ private:
         if (!m_Out.folder.empty()) {
             AddFolder("product folder", m_Out.folder);
             AddFolder("update folder", UpdateDeploy::TemporaryFolder(m_Out.folder));
-            AddStayingFolder(
-                "backup folder",
-                JoinPath(std::wstring(String::RemoveFileName(m_Out.folder)), L"WyvarionBackup"),
-                "an upgrade has left it");
+            AddStayingFolder("backup folder",
+                             WyDeployHelper::SetupHelper::BackupFolderOf(m_Out.folder),
+                             "an upgrade has left it");
         }
         const std::wstring common = Utility::GetCommonDataRoot();
         const std::wstring local = Utility::GetLocalDataRoot();
@@ -224,13 +221,13 @@ private:
             AddKey(State::Unexpected, "product key", L"HKLM", HKEY_LOCAL_MACHINE,
                    Utility::GetProductRegistryKey(), view);
             AddMakerKey(L"HKLM", HKEY_LOCAL_MACHINE, view);
-            for (const wchar_t* entry : kListEntries) {
+            for (const wchar_t* entry : {Deploy::WY_PRODUCT_GUID, Deploy::kSecondProductGuid}) {
                 AddKey(State::Stays, "list of programs", L"HKLM", HKEY_LOCAL_MACHINE,
-                       std::wstring(kUninstallKey) + entry, view,
+                       std::wstring(Deploy::kProgramList) + entry, view,
                        "the set-up program's own business");
             }
         }
-        if (Frwk::Mode::GetModeId() == kTavrenoxMode) {
+        if (Frwk::Mode::GetModeId() == Frwk::Mode::kTavrenoxMode) {
             const std::wstring key = JoinPath(kMakerKey, kSharedSubKey);
             const RegistryReader shared(HKEY_LOCAL_MACHINE, key, Reg::ProductView());
             AddIf(shared.Value(L"WorkingId").has_value(), State::Unexpected, "working id",
@@ -275,7 +272,8 @@ std::wstring RegisteredFolder(const char*& source) {
     for (const View& view : Views()) {
         if (folder.empty()) {
             folder = RegistryReader(HKEY_LOCAL_MACHINE,
-                                    std::wstring(kUninstallKey) + kListEntries[0], view.view)
+                                    std::wstring(Deploy::kProgramList) + Deploy::WY_PRODUCT_GUID,
+                                    view.view)
                          .Text(L"InstallLocation");
             source = "InstallLocation";
         }

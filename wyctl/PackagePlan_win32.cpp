@@ -32,9 +32,6 @@ using KrCommon::String::ToUtf8;
 using Outcome = PlanItem::Outcome;
 using Utility::JoinPath;
 
-// The identity whose installations are checked, refused and re-installed.
-constexpr std::int32_t kCheckedMode = 1;
-
 // ---- what stands in the way
 
 void Refuse(PackagePlan& plan, std::uint32_t result, const std::wstring& reason) {
@@ -46,7 +43,7 @@ void Refuse(PackagePlan& plan, std::uint32_t result, const std::wstring& reason)
 
 // In the order in which an installation asks.
 void CheckRefusals(PackagePlan& plan) {
-    const bool checked = Frwk::Mode::GetModeId() == kCheckedMode;
+    const bool checked = Frwk::Mode::GetModeId() == Frwk::Mode::kTavrenoxMode;
     if (checked && Deploy::IsRebootPending()) {
         Refuse(plan, Result::kRebootPending, L"the restart since the last removal has not been");
     }
@@ -124,8 +121,7 @@ public:
     void Backup() {
         std::wstring product = m_Plan.product;
         KrCommon::String::RemoveSeparator(product);
-        const std::wstring backup =
-            JoinPath(std::wstring(KrCommon::String::RemoveFileName(product)), L"WyvarionBackup");
+        const std::wstring backup = Setup::BackupFolderOf(product);
         PlanItem item = NewItem("Backup");
         if (m_Machine.Exists(backup)) {
             bool ignored = false;

@@ -12,6 +12,16 @@
 
 namespace WyDeployHelper::DeployCommon {
 
+// What all products of the maker share.
+constexpr wchar_t kSharedKey[] = L"SOFTWARE\\KorvexData\\Reamer";
+
+// The system's list of programs, with a "\" at its end, and the product's two keys in it.
+constexpr wchar_t kProgramList[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+// The product code.
+constexpr wchar_t WY_PRODUCT_GUID[] = L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}";
+// The other of the two.
+constexpr wchar_t kSecondProductGuid[] = L"{6B02C7AE-41D9-4C3E-8F15-2AD96C70E1B4}";
+
 // Stores ProductId and VendorId in the product key. Where the first fails, with a line in the log,
 // the second is not tried.
 bool SetId(const std::wstring& productId, const std::wstring& vendorId) noexcept;

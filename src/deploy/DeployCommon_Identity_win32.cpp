@@ -18,13 +18,6 @@ namespace Utility = WyCommon::Utility;
 constexpr char kLogSource[] = "DeployCommon_Identity";
 constexpr wchar_t kLogModule[] = L"WyDeployHelper";
 
-constexpr wchar_t kSharedKey[] = L"SOFTWARE\\KorvexData\\Reamer";
-constexpr const wchar_t* kProgramEntries[] = {
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
-    L"{6B02C7AE-41D9-4C3E-8F15-2AD96C70E1B4}",
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
-    L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}",
-};
 constexpr wchar_t kUpdateComponent[] = L"t3201";
 
 bool Store(const std::wstring& key, const std::wstring& name, const std::wstring& value,
@@ -72,8 +65,9 @@ bool UpdateWyVersionInfo(const std::wstring& version, bool isTavrenoxMode) noexc
     stored = Store(root, L"AgentVersion", version, nullptr) && stored;
     if (!isTavrenoxMode)
         return stored;
-    for (const wchar_t* entry : kProgramEntries)
-        stored = Store(entry, L"DisplayVersion", version, nullptr) && stored;
+    for (const wchar_t* entry : {kSecondProductGuid, WY_PRODUCT_GUID})
+        stored = Store(std::wstring(kProgramList) + entry, L"DisplayVersion", version, nullptr) &&
+                 stored;
     return stored;
 } catch (...) {
     return false;

@@ -15,8 +15,6 @@ namespace WyDeployHelper::SetupHelper {
 
 // The version of this build.
 constexpr wchar_t WY_PRODUCT_VERSION[] = L"3.1.1158";
-// The product code, under which the system's list of programs knows the product.
-constexpr wchar_t WY_PRODUCT_GUID[] = L"{3D5A91C2-6E0B-4F17-A2C8-91B7E04D3F6A}";
 
 // How far an installation came: the number InstallStatus of the product key.
 enum class InstallStatus : std::uint32_t {
@@ -32,6 +30,10 @@ namespace StartMode {
 constexpr int kAfterRollback = 2;
 constexpr int kAfterInstall = 3;
 }  // namespace StartMode
+
+// Where a re-install moves the product: "WyvarionBackup" beside its folder, which may end in "\",
+// so that the backup is a rename and no copy. Raises std::bad_alloc.
+std::wstring BackupFolderOf(const std::wstring& installDir);
 
 // One installation, for the length of one call of an application.
 //
@@ -60,7 +62,7 @@ public:
     // Everything that can stand in the way, before the first file is written: folders that are
     // given, no restart pending since a removal, a readable Setup.ini, a system that it accepts, an
     // install folder and a product key that can be written. A re-install moves the installed
-    // product beside itself ("WyvarionBackup") and takes away what starts it.
+    // product beside itself (BackupFolderOf) and takes away what starts it.
     //
     // 0xe0ff0008, 0xe00e000a, 0xe00e000c, 0xe00e0003, 0xe00e0018, 0xe00e0013, 0xe00e0012,
     // 0xe00e0011, 0xe0ff0001, or a code of DeleteFolder() or UninstallWyStartups().

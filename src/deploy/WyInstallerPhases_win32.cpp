@@ -132,7 +132,7 @@ std::uint32_t CWyInstaller::Install(const std::wstring& installDir, const std::w
     if (Result::Failed(tools))
         return Fail(L"Install external tools failed...", tools);
     DeployCommon::SetId(productId, vendorId);
-    StoreIdentity(L"ProductGuid", WY_PRODUCT_GUID);
+    StoreIdentity(L"ProductGuid", DeployCommon::WY_PRODUCT_GUID);
     StoreIdentity(L"SourceDir", packageDir);
     StoreIdentity(L"ProductPath", installDir);
     EnsureWinGuid(isReinstall);

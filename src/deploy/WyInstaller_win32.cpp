@@ -35,8 +35,6 @@ namespace Utility = WyCommon::Utility;
 constexpr char kLogSource[] = "WyInstaller";
 constexpr wchar_t kLogModule[] = L"WyDeployHelper";
 
-constexpr std::int32_t kTavrenoxMode = 1;
-constexpr wchar_t kUninstallKeys[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
 constexpr wchar_t kBackupName[] = L"WyvarionBackup";
 
 std::uint32_t Fail(const wchar_t* what, std::uint32_t result) {
@@ -49,7 +47,8 @@ std::uint32_t Refused(std::uint32_t error) {
     return error == ERROR_ACCESS_DENIED ? Result::kAccessDenied : Result::kFailure;
 }
 
-// Beside the install folder, so that the backup is a rename and no copy.
+}  // namespace
+
 std::wstring BackupFolderOf(const std::wstring& installDir) {
     std::wstring folder = installDir;
     KrCommon::String::RemoveSeparator(folder);
@@ -59,12 +58,10 @@ std::wstring BackupFolderOf(const std::wstring& installDir) {
     return folder + L"\\" + kBackupName;
 }
 
-}  // namespace
-
 CWyInstaller::CWyInstaller(std::wstring productId, std::wstring vendorId)
     : m_strProductId(std::move(productId)),
       m_strVendorId(std::move(vendorId)),
-      m_bTavrenoxMode(Frwk::Mode::GetModeId() == kTavrenoxMode) {}
+      m_bTavrenoxMode(Frwk::Mode::GetModeId() == Frwk::Mode::kTavrenoxMode) {}
 
 CWyInstaller::~CWyInstaller() = default;
 
@@ -80,13 +77,14 @@ void CWyInstaller::SetDirectory(const std::wstring& installDir, const std::wstri
 bool CWyInstaller::IsInstalled() const {
     const std::wstring guid = Reg::LoadValue(HKEY_LOCAL_MACHINE, Utility::GetProductRegistryKey(),
                                              L"ProductGuid", std::wstring(), Reg::ProductView());
-    if (guid.empty() || _wcsicmp(guid.c_str(), WY_PRODUCT_GUID) != 0)
+    if (guid.empty() || _wcsicmp(guid.c_str(), DeployCommon::WY_PRODUCT_GUID) != 0)
         return false;
     // The other identities are installed anew every time, also over themselves.
     if (!m_bTavrenoxMode)
         return false;
-    if (!DeployCommon::IsRegKeyExist(std::wstring(kUninstallKeys) + WY_PRODUCT_GUID,
-                                     Reg::ProductView()))
+    if (!DeployCommon::IsRegKeyExist(
+            std::wstring(DeployCommon::kProgramList) + DeployCommon::WY_PRODUCT_GUID,
+            Reg::ProductView()))
         return false;
     WY_LOG_INFO << L"The wyvarion product is already installed...";
     return true;

@@ -11,6 +11,7 @@
 #include "Common/KrCommon/KrComn_Windows.h"
 #include "deploy/DeployCommon_Events.h"
 #include "deploy/DeployCommon_Folders.h"
+#include "deploy/DeployCommon_Identity.h"
 #include "deploy/DeployCommon_Processes.h"
 #include "deploy/DeployCommon_Startups.h"
 #include "lib/wycommon/WyCommon_LogSettings.h"
@@ -33,11 +34,9 @@ namespace Utility = WyCommon::Utility;
 constexpr char kLogSource[] = "WyRemover";
 constexpr wchar_t kLogModule[] = L"WyDeployHelper";
 
-constexpr std::int32_t kTavrenoxMode = 1;
 constexpr DWORD kServiceStartMs = 2000;  // until a service that has just been started listens
 constexpr std::uint32_t kServiceAway = Result::FromSystem(RPC_S_SERVER_UNAVAILABLE);
 constexpr wchar_t kMakerKey[] = L"Software\\KorvexData";
-constexpr wchar_t kSharedKey[] = L"SOFTWARE\\KorvexData\\Reamer";
 
 std::uint32_t FailWith(const wchar_t* what, std::uint32_t result) {
     WY_LOG_ERROR << what << WyHex{result};
@@ -98,7 +97,7 @@ void DeleteDownloadTask() {
 
 }  // namespace
 
-CWyRemover::CWyRemover() : m_bTavrenoxMode(Frwk::Mode::GetModeId() == kTavrenoxMode) {}
+CWyRemover::CWyRemover() : m_bTavrenoxMode(Frwk::Mode::GetModeId() == Frwk::Mode::kTavrenoxMode) {}
 
 CWyRemover::~CWyRemover() = default;
 
@@ -118,7 +117,8 @@ std::uint32_t CWyRemover::PreRemove(const std::wstring& installDir) {
     const std::uint32_t result =
         DeployCommon::UninstallWyStartups(m_strInstallDir, m_bTavrenoxMode);
     if (m_bTavrenoxMode)
-        Reg::DeleteEntry(HKEY_LOCAL_MACHINE, kSharedKey, L"WorkingId", Reg::ProductView(), nullptr);
+        Reg::DeleteEntry(HKEY_LOCAL_MACHINE, DeployCommon::kSharedKey, L"WorkingId",
+                         Reg::ProductView(), nullptr);
     // Whatever became of the steps above, nothing may start the product by the clock.
     if (OsVersion::Is(OsVersion::Condition::kNt60OrLater))
         DeleteDownloadTask();

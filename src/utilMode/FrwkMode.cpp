@@ -17,7 +17,7 @@ constexpr const wchar_t* kLogModule = L"utilMode";
 
 constexpr Frwk::Mode::Row kTable[] = {
     {0, L"Wyvarion", L""},
-    {1, L"Tavrenox", L"P"},
+    {Frwk::Mode::kTavrenoxMode, L"Tavrenox", L"P"},
     {2, L"Mirdoshale", L"C"},
     {-1, L"EndFlag", L"EndFlag"},
 };

@@ -21,6 +21,9 @@ struct Row {
     const wchar_t* wszSuffix;  // behind "_" in the names of the identity's executables
 };
 
+// The mode id of Tavrenox, the one identity that knows re-installs, system checks and shortcuts.
+constexpr std::int32_t kTavrenoxMode = 1;
+
 // The rows in order, the end row included.
 const Row* Table();
 // True for a row that ends a scan.

@@ -219,12 +219,11 @@ bool SweepJudge::MayBe(const std::wstring& thing, const std::wstring& value) con
 bool SweepJudge::MayBeFile(const std::wstring& thing, const std::wstring& value) const {
     const std::wstring path = PathOfThing(thing);
     const bool isHost = BeginsWithNoCase(path, m_Bench.At(L"Host"));
-    // Where the product's path cannot be read, the folder of the running program stands in for it,
-    // and what is done to the product's folder is done to that one.
-    // The same goes for a folder of the system that is not told: its token is the name of a folder
-    // in the present one.
+    // The token of a folder that the system does not tell is the name of one in the present folder.
     if (BeginsWithNoCase(path, m_Bench.At(L"Present\\#CSIDL_")))
         return m_Operation != Operation::kDeploy;
+    // Where the product's path cannot be read, the folder of the running program stands in for it,
+    // and what is done to the product's folder is done to that one.
     if (isHost)
         return m_Operation != Operation::kInstall && m_Operation != Operation::kDeploy;
     const bool isTemporary = BeginsWithNoCase(path, m_Bench.At(L"Temp"));
