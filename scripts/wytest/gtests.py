@@ -81,7 +81,7 @@ def judge(report, name, status, result, log, limit, seconds):
     for test, reason in skipped:
         report.skipped(f"{test} in {name}", reason)
     if failed:
-        report.failed(name, "\n".join(failed) + "\n" + tail(log), count=len(failed))
+        report.failed(name, "\n".join(failed) + "\n" + said_by(log, failed), count=len(failed))
     elif status != 0:
         ended = f"not finished after {limit} s" if status is None else f"exit status {status}"
         report.failed(name, f"{ended} although no test failed\n{tail(log)}")
@@ -90,6 +90,22 @@ def judge(report, name, status, result, log, limit, seconds):
     note = f", {len(skipped)} skipped" if skipped else ""
     note += f", {len(failed)} FAILED" if failed else ""
     report.say(f"  {name}: {passed} passed{note}, {seconds:.1f} s")
+
+
+def said_by(log, failed, tests=5, lines=80):
+    """What the first of the failed tests wrote, with their failures; else the end of the log."""
+    text = log.read_text(encoding="utf-8", errors="replace").replace("\r", "")
+    shown = []
+    for test in failed[:tests]:
+        begin = text.find(f"[ RUN      ] {test}\n")
+        end = text.find(f"[  FAILED  ] {test}", begin)
+        if begin >= 0 <= end:
+            said = text[begin:end].splitlines()
+            cut = [f"... and {len(said) - lines} lines more in {log}"] if len(said) > lines else []
+            shown += said[:lines] + cut
+    if len(failed) > tests:
+        shown.append(f"... and {len(failed) - tests} tests more in {log}")
+    return "\n".join(shown) or tail(log)
 
 
 def count(root):

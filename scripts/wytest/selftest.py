@@ -78,8 +78,26 @@ def check_builds(report):
         report.failed("builds ahead", f"{answers} {counter.counts} {trial.begun}")
 
 
+def check_messages(report):
+    """A failure's own words are shown, however much is written after it."""
+    with tempfile.TemporaryDirectory() as folder:
+        log = pathlib.Path(folder) / "program.log"
+        test = "[ RUN      ] S.{0}\nthe words of {0}\n[  FAILED  ] S.{0} (3 ms)\n"
+        log.write_text(test.format("a") + "later\n" * 500 + test.format("b"), encoding="utf-8")
+        told = gtests.said_by(log, ["S.a", "S.b"])
+        first = gtests.said_by(log, ["S.a", "S.b"], tests=1)
+        none = gtests.said_by(log, ["S.unknown"])
+    wanted = "[ RUN      ] S.a\nthe words of a\n[ RUN      ] S.b\nthe words of b"
+    if told == wanted and "the words of b" not in first and "1 tests more" in first and (
+            "the words of b" in none):
+        report.passed()
+    else:
+        report.failed("messages of failed tests", told + "\n" + first)
+
+
 def check(run):
     check_builds(run.report)
+    check_messages(run.report)
     for name, text, end, wanted in CASES:
         counter = Counter()
         with tempfile.TemporaryDirectory() as folder:
