@@ -14,7 +14,7 @@ struct Leftover {
     // takes it away, and it is there.
     enum class State { Absent, Stays, Restart, Unexpected };
     State state = State::Absent;
-    const char* what = "";
+    const char* kind = "";
     std::wstring name;
     std::string remark;
 };

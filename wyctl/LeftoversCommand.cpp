@@ -8,6 +8,7 @@
 #include "wyctl/Leftovers.h"
 #include "wyctl/PackageFolder.h"
 #include "wyctl/ProductIdentity.h"
+#include "wyctl/StateRows.h"
 #include "wyctl/TextTable.h"
 
 namespace WyCtl {
@@ -26,32 +27,14 @@ Json::Value AsJson(const LeftoverReport& report, bool installed) {
     answer["folder"] =
         report.folder.empty() ? Json::Value(Json::nullValue) : Json::Value(ToUtf8(report.folder));
     answer["installed"] = installed;
-    Json::Value& counts = answer["counts"] = Json::Value(Json::objectValue);
+    Json::Value& counts = answer["counts"] = CountsAsJson(report.places, kStates);
     counts[StateName(State::Absent)] = static_cast<Json::UInt64>(report.Count(State::Absent));
-    for (const State state : kStates) {
-        counts[StateName(state)] = static_cast<Json::UInt64>(report.Count(state));
-    }
-    Json::Value& places = answer["places"] = Json::Value(Json::arrayValue);
-    for (const Leftover& place : report.places) {
-        Json::Value& item = places.append(Json::Value(Json::objectValue));
-        item["state"] = StateName(place.state);
-        item["what"] = place.what;
-        item["name"] = ToUtf8(place.name);
-        item["remark"] = place.remark;
-    }
+    answer["places"] = RowsAsJson(report.places, "what");
     return answer;
 }
 
 std::string AsText(const LeftoverReport& report) {
-    TextTable table({"state", "what", "name", "remark"});
-    for (const State state : kStates) {
-        for (const Leftover& place : report.places) {
-            if (place.state == state) {
-                table.AddRow({StateName(state), place.what, ToUtf8(place.name), place.remark});
-            }
-        }
-    }
-    return (table.IsEmpty() ? std::string() : table.Render() + "\n") +
+    return RowsAsText(report.places, kStates) +
            fmt::format(
                "{} place(s) looked at: {} unexpected, {} go with the next restart, {} stay\n",
                report.places.size(), report.Count(State::Unexpected), report.Count(State::Restart),

@@ -18,6 +18,7 @@
 #include "wyctl/PendingMoves.h"
 #include "wyctl/RegistryReader.h"
 #include "wyctl/ServiceState.h"
+#include "wyctl/StateRows.h"
 
 // Behind the header that brings in <windows.h>.
 #include <sddl.h>
@@ -289,8 +290,7 @@ const char* StateName(Leftover::State state) {
 }
 
 std::size_t LeftoverReport::Count(Leftover::State state) const {
-    return static_cast<std::size_t>(std::count_if(
-        places.begin(), places.end(), [&](const Leftover& place) { return place.state == state; }));
+    return CountInState(places, state);
 }
 
 LeftoverReport FindLeftovers(const std::wstring& folder) {

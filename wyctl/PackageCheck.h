@@ -25,7 +25,8 @@ InstalledProduct ReadInstalledProduct();
 // A state in words: "complete" and so on.
 std::string InstallStatusText(const std::optional<std::uint32_t>& status);
 
-struct Finding {
+// Named apart from the linter's Finding: one program has both.
+struct MachineFinding {
     // Missing, Changed and Extra are differences. Pending ones go with the next restart; Kept ones
     // are as the rules of the package leave them.
     enum class State { Missing, Changed, Extra, Pending, Kept };
@@ -36,16 +37,16 @@ struct Finding {
 };
 
 // The state's name as text and JSON have it.
-const char* StateName(Finding::State state);
+const char* StateName(MachineFinding::State state);
 
 struct PackageReport {
-    std::vector<Finding> findings;
+    std::vector<MachineFinding> findings;
     std::size_t files = 0;  // that were looked at
     std::size_t folders = 0;
     std::size_t keys = 0;
     std::size_t values = 0;
 
-    std::size_t Count(Finding::State state) const;
+    std::size_t Count(MachineFinding::State state) const;
     bool Differs() const;
 };
 

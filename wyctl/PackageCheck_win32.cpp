@@ -11,7 +11,7 @@
 #include "wyctl/PackageCheck.h"
 #include "wyctl/PendingMoves.h"
 #include "wyctl/RegistryReader.h"
-#include "wyctl/TextTable.h"
+#include "wyctl/StateRows.h"
 
 namespace WyCtl {
 
@@ -21,7 +21,7 @@ namespace Deploy = WyDeployHelper::DeployCommon;
 namespace Reg = KrCommon::Storage::Reg;
 namespace String = KrCommon::String;
 namespace Utility = WyCommon::Utility;
-using State = Finding::State;
+using State = MachineFinding::State;
 using String::ToUtf8;
 using Utility::JoinPath;
 
@@ -369,15 +369,13 @@ std::string InstallStatusText(const std::optional<std::uint32_t>& status) {
     return *status < std::size(kTexts) ? kTexts[*status] : "unknown";
 }
 
-const char* StateName(Finding::State state) {
+const char* StateName(MachineFinding::State state) {
     constexpr const char* kNames[] = {"missing", "changed", "extra", "pending", "kept"};
     return kNames[static_cast<std::size_t>(state)];
 }
 
-std::size_t PackageReport::Count(Finding::State state) const {
-    return static_cast<std::size_t>(
-        std::count_if(findings.begin(), findings.end(),
-                      [&](const Finding& finding) { return finding.state == state; }));
+std::size_t PackageReport::Count(MachineFinding::State state) const {
+    return CountInState(findings, state);
 }
 
 bool PackageReport::Differs() const {

@@ -7,6 +7,7 @@
 #include "wyctl/Errors.h"
 #include "wyctl/PackageCheck.h"
 #include "wyctl/ProductIdentity.h"
+#include "wyctl/StateRows.h"
 #include "wyctl/TextTable.h"
 
 namespace WyCtl {
@@ -14,7 +15,7 @@ namespace WyCtl {
 namespace {
 
 using KrCommon::String::ToUtf8;
-using State = Finding::State;
+using State = MachineFinding::State;
 
 constexpr State kStates[] = {State::Missing, State::Changed, State::Extra, State::Pending,
                              State::Kept};
@@ -40,48 +41,26 @@ Json::Value AsJson(const Subject& subject) {
     checked["folders"] = static_cast<Json::UInt64>(report.folders);
     checked["keys"] = static_cast<Json::UInt64>(report.keys);
     checked["values"] = static_cast<Json::UInt64>(report.values);
-    Json::Value& counts = answer["counts"] = Json::Value(Json::objectValue);
-    for (const State state : kStates) {
-        counts[StateName(state)] = static_cast<Json::UInt64>(report.Count(state));
-    }
-    Json::Value& findings = answer["findings"] = Json::Value(Json::arrayValue);
-    for (const Finding& finding : report.findings) {
-        Json::Value& item = findings.append(Json::Value(Json::objectValue));
-        item["state"] = StateName(finding.state);
-        item["kind"] = finding.kind;
-        item["name"] = ToUtf8(finding.name);
-        item["remark"] = finding.remark;
-    }
+    answer["counts"] = CountsAsJson(report.findings, kStates);
+    answer["findings"] = RowsAsJson(report.findings, "kind");
     return answer;
 }
 
 std::string AsText(const Subject& subject) {
     const PackageReport& report = subject.report;
     const std::optional<std::uint32_t>& status = subject.product.status;
-    std::string text = fmt::format(
+    const std::string head = fmt::format(
         "package  {}\nproduct  {}\nversion  {}, install status {}\n\n",
         Printable(ToUtf8(subject.package.path)), Printable(ToUtf8(subject.product.folder)),
         Printable(ToUtf8(subject.product.version)),
         status ? fmt::format("{} ({})", *status, InstallStatusText(status)) : "none");
-    TextTable table({"state", "what", "name", "remark"});
-    for (const State state : kStates) {
-        for (const Finding& finding : report.findings) {
-            if (finding.state == state) {
-                table.AddRow(
-                    {StateName(state), finding.kind, ToUtf8(finding.name), finding.remark});
-            }
-        }
-    }
-    if (!table.IsEmpty()) {
-        text += table.Render() + "\n";
-    }
-    return text + fmt::format(
-                      "{} file(s), {} folder(s), {} key(s), {} value(s): {} missing, {} "
-                      "changed, {} extra; {} pending, {} kept\n",
-                      report.files, report.folders, report.keys, report.values,
-                      report.Count(State::Missing), report.Count(State::Changed),
-                      report.Count(State::Extra), report.Count(State::Pending),
-                      report.Count(State::Kept));
+    return head + RowsAsText(report.findings, kStates) +
+           fmt::format(
+               "{} file(s), {} folder(s), {} key(s), {} value(s): {} missing, {} "
+               "changed, {} extra; {} pending, {} kept\n",
+               report.files, report.folders, report.keys, report.values,
+               report.Count(State::Missing), report.Count(State::Changed),
+               report.Count(State::Extra), report.Count(State::Pending), report.Count(State::Kept));
 }
 
 // A re-install may have left the registry as an earlier package wanted it.
