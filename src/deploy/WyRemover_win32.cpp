@@ -143,7 +143,7 @@ std::uint32_t CWyRemover::Remove() {
     bool rebootNeeded = false;
     for (const std::wstring& folder : Folders())
         RemoveFolder(folder, rebootNeeded);
-    if (m_bTavrenoxMode && rebootNeeded)
+    if (rebootNeeded && Frwk::Mode::GetModeId() == Frwk::Mode::kTavrenoxMode)
         DeployCommon::SetRebootFlag();
     const std::uint32_t result = RemoveKeys(HKEY_LOCAL_MACHINE);
     return Result::Failed(result) ? result : RemoveKeys(HKEY_CURRENT_USER);

@@ -313,6 +313,16 @@ TEST_F(Remover, mark_of_the_restart_is_for_one_identity_alone) {
     EXPECT_FALSE(Exists(m_Folder.Path() / L"Windows" / L"temp" / L"WyvarionTemp.dat"));
 }
 
+TEST_F(Remover, mark_of_the_restart_goes_by_the_identity_at_the_removal) {
+    PutFile(m_Install / L"file.txt");
+    PreRemove();
+    m_Machine.failures = {{L"Remove @\\install", {ERROR_SHARING_VIOLATION}}};
+    Frwk::Mode::SetWyvarionId(L"Wyvarion");
+    EXPECT_EQ(m_Remover.Remove(), kSuccess);
+    EXPECT_FALSE(IsMarked());
+    EXPECT_FALSE(Exists(m_Folder.Path() / L"Windows" / L"temp" / L"WyvarionTemp.dat"));
+}
+
 TEST_F(Remover, each_folder_fails_on_its_own) {
     const std::wstring data = L"@\\Common\\Korvex Data\\Tavrenox\\";
     for (const std::wstring& folder :
