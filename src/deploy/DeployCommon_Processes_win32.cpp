@@ -43,6 +43,15 @@ constexpr DWORD kWatchdogSettleMs = 2000;
 // What the privilege is given back: neither enabled nor enabled by default.
 constexpr std::uint32_t kPrivilegeAsBefore = SE_PRIVILEGE_USED_FOR_ACCESS;
 
+// The debug privilege for the length of a scope, also of one that memory runs out in.
+class DebugPrivilege {
+public:
+    DebugPrivilege() { Utility::EnableDebugPrivilege(SE_PRIVILEGE_ENABLED); }
+    DebugPrivilege(const DebugPrivilege&) = delete;
+    DebugPrivilege& operator=(const DebugPrivilege&) = delete;
+    ~DebugPrivilege() { Utility::EnableDebugPrivilege(kPrivilegeAsBefore); }
+};
+
 // The folder of the set-up program when this process is one on a 64-bit system; it runs from a
 // package, whose own programs do what needs the 64-bit side.
 class SetupOn64Bit {
@@ -186,13 +195,11 @@ bool ExitAllExec(const std::wstring& excluded) noexcept try {
 }
 
 bool KillWyExec(const std::wstring& excluded) noexcept try {
-    Utility::EnableDebugPrivilege(SE_PRIVILEGE_ENABLED);
-    const bool walked =
-        Utility::ForceTerminateModule(Utility::GetProductPathOrModuleFolder(), excluded);
-    if (!walked)
-        WY_LOG_ERROR << L"WyCommon::Utility::ForceTerminateModule failed...";
-    Utility::EnableDebugPrivilege(kPrivilegeAsBefore);
-    return walked;
+    const DebugPrivilege privilege;
+    if (Utility::ForceTerminateModule(Utility::GetProductPathOrModuleFolder(), excluded))
+        return true;
+    WY_LOG_ERROR << L"WyCommon::Utility::ForceTerminateModule failed...";
+    return false;
 } catch (...) {
     return false;
 }

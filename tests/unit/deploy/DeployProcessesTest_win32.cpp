@@ -3,7 +3,9 @@
 #include "deploy/DeployCommon_Processes.h"
 
 #include "Common/KrCommon/KrComn_OsVersion.h"
+#include "Common/KrCommon/KrComn_SecurityAttributes.h"
 #include "Common/KrCommon/KrComn_StringCrypt.h"
+#include "support/AllocationFaults.h"
 #include "support/ProcessFigures.h"
 #include "support/TemporaryFolder.h"
 #include "support/WatchedService.h"
@@ -246,6 +248,67 @@ TEST_F(DeployExit, exit_event_that_cannot_be_made_is_a_failure) {
     EXPECT_THAT(Log(), ElementsAre(L"256 [ERROR] CreateMultipleGlobal failed... ErrorCode=0x5aa"));
 }
 
+// How the watchdog's events were asked for.
+struct {
+    std::wstring opened;
+    DWORD access = 0;
+    std::wstring created;
+    BOOL manual = FALSE;
+    BOOL set = TRUE;
+    std::string entries;
+} s_Asked;
+const IatPatch* s_pOpenEvent = nullptr;
+const IatPatch* s_pCreateEvent = nullptr;
+
+// Who may do what with an object, as the bytes of the list; empty for everyone.
+std::string Entries(const SECURITY_ATTRIBUTES* attributes) {
+    BOOL present = FALSE;
+    BOOL byDefault = FALSE;
+    ACL* list = nullptr;
+    if (attributes == nullptr ||
+        GetSecurityDescriptorDacl(attributes->lpSecurityDescriptor, &present, &list, &byDefault) ==
+            0 ||
+        list == nullptr)
+        return {};
+    return {reinterpret_cast<const char*>(list), list->AclSize};
+}
+
+HANDLE WINAPI NoteOpen(DWORD access, BOOL inherit, LPCWSTR name) {
+    s_Asked.opened = name;
+    s_Asked.access = access;
+    return s_pOpenEvent->Original<decltype(OpenEventW)>()(access, inherit, name);
+}
+HANDLE WINAPI NoteCreate(SECURITY_ATTRIBUTES* attributes, BOOL manual, BOOL set, LPCWSTR name) {
+    s_Asked.created = name;
+    s_Asked.manual = manual;
+    s_Asked.set = set;
+    s_Asked.entries = Entries(attributes);
+    return s_pCreateEvent->Original<decltype(CreateEventW)>()(attributes, manual, set, name);
+}
+
+TEST_F(DeployExit, events_are_asked_for_as_the_watchdog_knows_them) {
+    MakeStopEvent();
+    s_szMissing = "EnumProcesses";
+    m_Processes.waitResult = WAIT_OBJECT_0;
+    {
+        const IatPatch open(Program(), "kernel32.dll", "OpenEventW", NoteOpen);
+        const IatPatch create(Program(), "kernel32.dll", "CreateEventW", NoteCreate);
+        s_pOpenEvent = &open;
+        s_pCreateEvent = &create;
+        EXPECT_TRUE(ExitAllExec(L""));
+    }
+    m_Processes.waitResult.reset();
+    EXPECT_EQ(s_Asked.opened, kStopEvent);
+    EXPECT_EQ(s_Asked.access, DWORD{EVENT_MODIFY_STATE});
+    EXPECT_EQ(s_Asked.created, L"Global\\WATCHDOG_NOTIFY_WATCHDOG_EXITDeployTest");
+    EXPECT_EQ(s_Asked.manual, TRUE);
+    EXPECT_EQ(s_Asked.set, FALSE);
+    namespace AccessControl = KrCommon::AccessControl;
+    const AccessControl::SecurityAttributes shared(AccessControl::kEvent, false);
+    EXPECT_FALSE(s_Asked.entries.empty());
+    EXPECT_EQ(s_Asked.entries, Entries(&shared));
+}
+
 TEST_F(DeployExit, wait_that_sees_no_end_goes_on_all_the_same) {
     const struct {
         DWORD result;
@@ -349,6 +412,24 @@ TEST_F(DeployExit, kill_takes_the_debug_privilege_for_its_length) {
     EXPECT_THAT(s_Attributes, ElementsAre(2U, 0x80000000U)) << "given back also on a failure";
     EXPECT_THAT(Log(),
                 ElementsAre(L"256 [ERROR] WyCommon::Utility::ForceTerminateModule failed..."));
+}
+
+TEST_F(DeployExit, kill_gives_the_privilege_back_when_memory_runs_out) {
+    const IatPatch adjust(Program(), "advapi32.dll", "AdjustTokenPrivileges", NoteAttributes);
+    s_Attributes.reserve(2);  // noting them is no allocation
+    const std::wstring everything = L"\\";
+    bool happened = true;
+    for (std::size_t passed = 0; happened; ++passed) {
+        ASSERT_LT(passed, 2000U);
+        s_Attributes.clear();
+        {
+            const test_support::FailAllocations fault(passed);
+            KillWyExec(everything);
+            happened = fault.Happened();
+        }
+        EXPECT_THAT(s_Attributes, ElementsAre(2U, 0x80000000U)) << passed << " allocations";
+    }
+    EXPECT_TRUE(m_Child.IsRunning());
 }
 
 TEST_F(DeployExit, repetition_leaves_no_handles) {
