@@ -2,6 +2,7 @@
 
 #include "deploy/DeployCommon_Identity.h"
 
+#include "support/AllocationFaults.h"
 #include "unit/deploy/DeployFixture_win32.h"
 
 namespace {
@@ -116,6 +117,24 @@ TEST_F(DeployIdentity, update_component_that_is_missing_or_unreadable_begins_as_
     PutValue(kUpdateKey, L"t3201", L"c7tx");
     EXPECT_TRUE(UpdateAu7eVersion(L"5"));
     EXPECT_EQ(Value(kUpdateKey, L"t3201"), L"c7t0v5l0p0r0o0") << "as far as it can be read";
+}
+
+TEST_F(DeployIdentity, update_component_is_not_wiped_out_when_memory_runs_out) {
+    using test_support::FailAllocations;
+    const std::wstring version = L"3.1.1158";
+    for (const auto mode : {FailAllocations::Mode::kOnce, FailAllocations::Mode::kFromThenOn}) {
+        bool happened = true;
+        for (std::size_t passed = 0; happened; ++passed) {
+            ASSERT_LT(passed, 2000U);
+            PutValue(kUpdateKey, L"t3201", L"c11t1100v1.1.0l1p2r3o4");
+            {
+                const FailAllocations fault(passed, mode);
+                UpdateAu7eVersion(version);
+                happened = fault.Happened();
+            }
+            EXPECT_NE(Value(kUpdateKey, L"t3201"), L"") << passed << " allocations";
+        }
+    }
 }
 
 TEST_F(DeployIdentity, update_component_that_cannot_be_stored_is_told) {
