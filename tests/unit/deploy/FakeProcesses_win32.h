@@ -12,7 +12,8 @@
 
 namespace deploy_test {
 
-// Stands in for what the test program imports to start programs and to wait, as long as it lives.
+// Stands in for what the test program imports to start programs and to wait, as long as it lives;
+// waits of the main thread alone.
 // Programs "run" without one being started, and have ended at once. One at a time.
 class FakeProcesses {
 public:
@@ -112,6 +113,8 @@ private:
     }
 
     static DWORD WINAPI Wait(HANDLE handle, DWORD limit) {
+        if (GetCurrentThreadId() != s_uiThread)
+            return s_fnWait(handle, limit);
         FakeProcesses& self = *s_pCurrent;
         self.waits.push_back(limit);
         if (!self.waitResult.has_value())
@@ -123,6 +126,10 @@ private:
     static void WINAPI Pause(DWORD milliseconds) { s_pCurrent->pauses.push_back(milliseconds); }
 
     static inline FakeProcesses* s_pCurrent = nullptr;
+    // Behind a failure or a trace the test framework waits for the end of this thread on another
+    // one. That is none of the product's waits, and must not see this thread end.
+    static inline const DWORD s_uiThread = GetCurrentThreadId();
+    static inline const auto s_fnWait = &WaitForSingleObject;
 
     HMODULE m_hProgram = GetModuleHandleW(nullptr);
     test_support::IatPatch m_Create{m_hProgram, "kernel32.dll", "CreateProcessW", Create};

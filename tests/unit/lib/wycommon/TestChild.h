@@ -44,7 +44,7 @@ public:
     DWORD Id() const { return m_uiId; }
     bool IsStarted() const { return m_hProcess != nullptr; }
     bool IsRunning() const { return WaitForSingleObject(m_hProcess, 0) == WAIT_TIMEOUT; }
-    // True when it has ended, or does so within some seconds.
+    // True when it has ended, or does so within half a minute.
     bool Ends() const { return WaitForSingleObject(m_hProcess, kPatience) == WAIT_OBJECT_0; }
     DWORD ExitCode() const {
         DWORD code = STILL_ACTIVE;
@@ -60,7 +60,7 @@ private:
         CloseHandle(ready);
     }
 
-    static constexpr DWORD kPatience = 10000;  // milliseconds
+    static constexpr DWORD kPatience = 30000;  // milliseconds
     HANDLE m_hProcess = nullptr;
     DWORD m_uiId = 0;
 };
