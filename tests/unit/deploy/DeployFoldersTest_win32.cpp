@@ -97,6 +97,33 @@ TEST_F(DeployFolders, empty_name_is_refused) {
                                    L"ErrorCode=0xa0"));
 }
 
+template <DWORD Error>
+HANDLE WINAPI RefuseList(LPCWSTR, WIN32_FIND_DATAW*) {
+    SetLastError(Error);
+    return INVALID_HANDLE_VALUE;
+}
+
+TEST_F(DeployFolders, folder_that_cannot_be_listed_stays) {
+    PutFolder(L"old");
+    const auto before = PendingMoves();
+    {
+        const IatPatch list(m_hProgram, "kernel32.dll", "FindFirstFileW",
+                            RefuseList<ERROR_ACCESS_DENIED>);
+        EXPECT_EQ(DeleteFolder(At(L"old"), m_bRebootNeeded), 0xe0fe0005U);
+    }
+    {
+        const IatPatch list(m_hProgram, "kernel32.dll", "FindFirstFileW",
+                            RefuseList<ERROR_FILE_NOT_FOUND>);
+        EXPECT_EQ(DeleteFolder(At(L"old"), m_bRebootNeeded), 0xe0fe0002U);
+    }
+    EXPECT_FALSE(IsMissing(L"old"));
+    EXPECT_FALSE(m_bRebootNeeded);
+    EXPECT_THAT(PendingMovesSince(before), IsEmpty());
+    const std::wstring line =
+        L"256 [ERROR] KrCommon::Storage::File::DeleteAllFiles failed... ErrorCode=0x";
+    EXPECT_THAT(Log(), ElementsAre(line + L"5", line + L"2"));
+}
+
 TEST_F(DeployFolders, folder_with_a_file_in_use_is_left_to_the_restart) {
     PutFolder(L"old");
     PutFile(L"old\\used");
@@ -151,6 +178,17 @@ TEST_F(DeployFolders, mark_is_there_until_the_next_restart) {
     SetRebootFlag();
     EXPECT_TRUE(IsRebootPending());
     EXPECT_THAT(Log(), IsEmpty());
+}
+
+TEST_F(DeployFolders, mark_is_emptied) {
+    const HANDLE file = CreateFileW(kMarker, GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+    DWORD written = 0;
+    EXPECT_NE(WriteFile(file, "x", 1, &written, nullptr), 0);
+    CloseHandle(file);
+    SetRebootFlag();
+    WIN32_FILE_ATTRIBUTE_DATA found = {};
+    EXPECT_NE(GetFileAttributesExW(kMarker, GetFileExInfoStandard, &found), 0);
+    EXPECT_EQ(found.nFileSizeLow, 0U);
 }
 
 TEST_F(DeployFolders, mark_belongs_to_one_identity) {

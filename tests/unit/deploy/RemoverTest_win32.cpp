@@ -133,6 +133,24 @@ TEST_F(Remover, processes_that_stay_end_the_removal) {
     EXPECT_EQ(m_Machine.tasks.task, L"");
 }
 
+DWORD WINAPI NameOfSetup(HMODULE, LPWSTR path, DWORD) {
+    return static_cast<DWORD>(std::wcslen(std::wcscpy(path, L"C:\\pkg\\Setup_P.exe")));
+}
+
+TEST_F(Remover, no_process_of_the_product_is_excluded) {
+    if (!KrCommon::OsVersion::Is64Bit())
+        GTEST_SKIP() << "32-bit system: no launcher is told what to end";
+    m_Machine.watchdogError = 0;
+    m_Machine.processes.waitResult = WAIT_OBJECT_0;
+    {
+        const test_support::IatPatch name(GetModuleHandleW(nullptr), "kernel32.dll",
+                                          "GetModuleFileNameW", NameOfSetup);
+        EXPECT_EQ(PreRemove(), kSuccess);
+    }
+    m_Machine.processes.waitResult.reset();
+    EXPECT_THAT(Steps(), Contains(testing::EndsWith(L",ForceKillProcessWrapper,")));
+}
+
 TEST_F(Remover, failure_of_the_startups_is_the_result_and_the_rest_goes_on) {
     const bool task = KrCommon::OsVersion::Is(KrCommon::OsVersion::Condition::kNt60OrLater);
     const struct {

@@ -33,7 +33,7 @@ public:
     //   OpenKey PATH, DeleteKey PATH, SpecialFolder, FolderPath NUMBER, FolderPath NUMBER made,
     //   AllUsers, Session, Guid, GuidText
     std::map<std::wstring, std::deque<DWORD>> failures;
-    // What the watchdog's event answers: there is none.
+    // What the watchdog's event answers: there is none. 0 opens one that nobody waits for.
     DWORD watchdogError = ERROR_FILE_NOT_FOUND;
     DWORD session = 1;
     // The answers to mails in turn; the last one stays.
@@ -279,6 +279,8 @@ private:
         if (std::wcsstr(name, L"STOP_WATCHDOG") == nullptr)
             return Self().m_OpenEvent.Original<decltype(OpenEventW)>()(access, inherit, name);
         Self().Note(L"StopWatchdog");
+        if (Self().watchdogError == 0)
+            return CreateEventW(nullptr, TRUE, FALSE, nullptr);
         SetLastError(Self().watchdogError);
         return nullptr;
     }
