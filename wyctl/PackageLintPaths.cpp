@@ -300,7 +300,7 @@ void CheckPaths(const Context& context, const Item& item) {
     PathCheck(context, item, "TargetDir", false).Check();
     if (item.kind == ItemKind::Folder) {
         PathCheck(context, item, "KeyModule", false).Check();
-        CheckRoots(context, item, {});
+        CheckRoots(context, item, item.Writes() ? item.Text("KeyModule") : std::string());
         if (item.Deletes() && TargetKey(item.Text("TargetDir"), {}).empty()) {
             context.Error("wide-delete", item, "the product's whole folder is deleted",
                           "name a folder in it");

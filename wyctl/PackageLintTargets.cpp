@@ -53,6 +53,11 @@ std::string Named(const Item& item) {
            std::to_string(item.node->line);
 }
 
+// Points lead back to the product's folder itself, which has no name below it.
+std::string Shown(const std::string& place) {
+    return place.empty() ? "the product's folder" : Quoted(place.substr(1));
+}
+
 void WarnOfDeletion(const Context& context, const Item& item, const Item& writer) {
     context.Warn("overlapping-target", item,
                  "it takes away again what " + Named(writer) + " has written before",
@@ -161,6 +166,31 @@ private:
             Meeting(item, *other, place);
         }
         writers.Put(item);
+        const Item* const inTheWay = InTheWayOf(item, place);
+        if (inTheWay != nullptr && m_Met.insert(inTheWay).second) {
+            m_Context.Error("overlapping-target", item,
+                            Shown(place) + " and what " + Named(*inTheWay) +
+                                " writes need one name for a file and for a folder: the "
+                                "installation ends with 0xe00e0014, or goes on without the file",
+                            "choose another name");
+        }
+    }
+
+    // An item that has a file where this one needs a folder, or the reverse.
+    const Item* InTheWayOf(const Item& item, const std::string& place) const {
+        const std::string below = place + "\\";
+        const auto first = m_Places.lower_bound(below);
+        if (first != m_Places.end() && first->first.starts_with(below)) {
+            return first->second.MeetingWith(item);
+        }
+        for (std::size_t end = place.rfind('\\'); end != std::string::npos && end != 0;
+             end = place.rfind('\\', end - 1)) {
+            const auto above = m_Places.find(place.substr(0, end));
+            if (above != m_Places.end()) {
+                return above->second.MeetingWith(item);
+            }
+        }
+        return nullptr;
     }
 
     void Meeting(const Item& item, const Item& other, const std::string& place) {
@@ -171,10 +201,8 @@ private:
                           EqualNoCase(item.Text("Name"), other.Text("Name"));
         const bool same = EqualNoCase(item.Text("SourceDir"), other.Text("SourceDir"));
         const bool replaces = item.Is("Overwrite", "yes");
-        // Points lead back to the product's folder itself, which has no name below it.
         const std::string what =
-            (place.empty() ? "the product's folder" : Quoted(place.substr(1))) + " is written by " +
-            Named(other) + " already, and " +
+            Shown(place) + " is written by " + Named(other) + " already, and " +
             (replaces ? "replaced by this one, subject to the version rule" : "stays as it is");
         if ((wholeFolder || file) && !same) {
             m_Context.Error("duplicate-target", item, what, "remove one of the two");
@@ -199,16 +227,16 @@ private:
     }
 
     bool DeleteFrom(const Item& item, const std::string& place, bool below) {
-        const auto first = m_Places.lower_bound(place);
-        if (first == m_Places.end() ||
-            !(below ? first->first.starts_with(place) : first->first == place)) {
-            return false;
+        for (auto at = m_Places.lower_bound(place);
+             at != m_Places.end() && (below ? at->first.starts_with(place) : at->first == place);
+             ++at) {
+            // What is for the other platform stands among what is for this one.
+            if (const Item* const writer = at->second.MeetingWith(item); writer != nullptr) {
+                WarnOfDeletion(m_Context, item, *writer);
+                return true;
+            }
         }
-        const Item* const writer = first->second.MeetingWith(item);
-        if (writer != nullptr) {
-            WarnOfDeletion(m_Context, item, *writer);
-        }
-        return writer != nullptr;
+        return false;
     }
 
     void TellLimit() {

@@ -286,6 +286,15 @@ TEST_F(Lint, names_of_folders_and_files) {
         {"<Folder Action='delete'/>", {"E wide-delete"}},
         {"<Folder Action='delete' TargetDir='a\\..'/>", {"E wide-delete"}},
         {"<Folder Action='delete' TargetDir='..\\a'/>", {"E leaves-root"}},
+        {"<Folder Action='write' Overwrite='yes' KeyModule='..\\s\\b.dll' SourceDir='s' "
+         "TargetDir='s'/>",
+         {"W version-never-applies"}},
+        {"<Folder Action='write' Overwrite='yes' KeyModule='..\\..\\b.dll' SourceDir='s' "
+         "TargetDir='s\\t'/>",
+         {"E leaves-root", "W version-never-applies"}},
+        {"<Folder Action='write' Overwrite='yes' KeyModule='..\\b.dll' SourceDir='s' />",
+         {"E leaves-root", "W version-never-applies"}},
+        {"<Folder Action='delete' KeyModule='..\\..\\b.dll' TargetDir='s'/>", {}},
     };
     for (const auto& row : rows)
         EXPECT_EQ(OfItem(row.item), row.findings) << row.item.substr(0, 120);
@@ -362,6 +371,7 @@ TEST_F(Lint, file_targets_that_meet) {
     Put(L"s\\a.txt");
     Put(L"s\\sub\\b.txt");
     Put(L"t\\a.txt");
+    Put(L"u\\z.txt");
     const struct {
         const char* items;
         Texts findings;
@@ -390,6 +400,13 @@ TEST_F(Lint, file_targets_that_meet) {
         {"<Folder Action='write' SourceDir='s' TargetDir='x'/>\n"
          "<Folder Action='delete' TargetDir='x\\sub'/>",
          {"W overlapping-target 2 Folder"}},
+        {"<Folder Action='write' SourceDir='s' TargetDir='x' Platform='x64'/>\n"
+         "<Folder Action='write' SourceDir='u' TargetDir='x' Platform='win32'/>\n"
+         "<Folder Action='delete' TargetDir='x' Platform='win32'/>",
+         {"W overlapping-target 3 Folder"}},
+        {"<Folder Action='write' SourceDir='s' TargetDir='x' Platform='x64'/>\n"
+         "<Folder Action='delete' TargetDir='x' Platform='win32'/>",
+         {}},
         {"<Folder Action='delete' TargetDir='x'/>\n"
          "<Folder Action='write' SourceDir='s' TargetDir='x'/>",
          {}},
@@ -408,10 +425,42 @@ TEST_F(Lint, file_targets_that_meet) {
     }
 }
 
+TEST_F(Lint, file_where_another_item_needs_a_folder) {
+    Put(L"s\\x");
+    Put(L"s\\x.txt");
+    Put(L"t\\a.txt");
+    const struct {
+        const char* items;
+        Texts findings;
+    } rows[] = {
+        {"<Folder Action='write' SourceDir='t' TargetDir='X'/>\n"
+         "<File Action='write' SourceDir='s' Name='x'/>",
+         {"E overlapping-target 2 File"}},
+        {"<Folder Action='write' SourceDir='s' TargetDir='d'/>\n"
+         "<File Action='write' SourceDir='t' Name='a.txt' TargetDir='d\\x\\y'/>",
+         {"E overlapping-target 2 File"}},
+        {"<Folder Action='write' SourceDir='t' TargetDir='x' Platform='x64'/>\n"
+         "<File Action='write' SourceDir='s' Name='x' Platform='win32'/>",
+         {}},
+        {"<Folder Action='write' SourceDir='t' TargetDir='x'/>\n"
+         "<File Action='write' SourceDir='s' Name='x.txt'/>",
+         {}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(
+            Findings(std::string("<Product><FileGroup>") + row.items + "</FileGroup></Product>"),
+            row.findings)
+            << row.items;
+    }
+}
+
 TEST_F(Lint, targets_that_lead_back_to_the_products_folder_meet) {
     const std::string item = "<File Action='write' Name='..' TargetDir='a'/>";
     EXPECT_THAT(Findings("<Product><FileGroup>" + item + item + "</FileGroup></Product>"),
                 testing::Contains("W duplicate-target 1 File"));
+    EXPECT_THAT(Findings("<Product><FileGroup><File Action='write' Name='b'/>\n" + item +
+                         "</FileGroup></Product>"),
+                testing::Contains("E overlapping-target 2 File"));
 }
 
 }  // namespace
