@@ -174,9 +174,7 @@ std::string Head(const PackagePlan& plan) {
         head += fmt::format("refused       {}: {}\n", HexCode(plan.result),
                             Printable(ToUtf8(plan.reason)));
     }
-    // Before the backup is made there is none to go back to.
-    if (plan.reinstall && (plan.result == KrCommon::Result::kRebootPending ||
-                           plan.result == KrCommon::Result::kLaterVersionInstalled)) {
+    if (plan.losesProduct) {
         head +=
             "              the way back then deletes the product's folder, which has no backup "
             "yet\n";

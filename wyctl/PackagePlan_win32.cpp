@@ -14,10 +14,12 @@
 #include "lib/wycommon/WyCommon_Paths.h"
 #include "utilMode/FrwkMode.h"
 #include "wyctl/Errors.h"
+#include "wyctl/FolderTree.h"
 #include "wyctl/PackageFiles.h"
 #include "wyctl/PackageXml.h"
 #include "wyctl/PendingMoves.h"
 #include "wyctl/PlanMachine_win32.h"
+#include "wyctl/ResultCodes.h"
 
 namespace WyCtl {
 
@@ -41,16 +43,24 @@ void Refuse(PackagePlan& plan, std::uint32_t result, const std::wstring& reason)
     }
 }
 
-// In the order in which an installation asks.
-void CheckRefusals(PackagePlan& plan) {
-    const bool checked = Frwk::Mode::GetModeId() == Frwk::Mode::kTavrenoxMode;
-    if (checked && Deploy::IsRebootPending()) {
+bool IsTavrenox() {
+    return Frwk::Mode::GetModeId() == Frwk::Mode::kTavrenoxMode;
+}
+
+// What an installation asks before it makes a backup, in its order.
+void CheckBeforeBackup(PackagePlan& plan) {
+    if (IsTavrenox() && Deploy::IsRebootPending()) {
         Refuse(plan, Result::kRebootPending, L"the restart since the last removal has not been");
     }
     if (plan.reinstall && Setup::CWyInstaller::IsLaterVersionInstalled()) {
         Refuse(plan, Result::kLaterVersionInstalled,
                L"version " + Utility::GetProductVersion() + L" is installed");
     }
+}
+
+// And what it asks behind that.
+void CheckSetup(PackagePlan& plan) {
+    const bool checked = IsTavrenox();
     if (!Setup::g_SetupConfig.ReadConfig(JoinPath(plan.package, L"Setup.ini"))) {
         Refuse(plan, Result::kPackageNotRead, L"Setup.ini is missing or cannot be read");
         plan.systemCheck = L"nothing asked";
@@ -122,12 +132,18 @@ public:
         std::wstring product = m_Plan.product;
         KrCommon::String::RemoveSeparator(product);
         const std::wstring backup = Setup::BackupFolderOf(product);
+        const bool there = m_Machine.Exists(product);
         PlanItem item = NewItem("Backup");
-        if (m_Machine.Exists(backup)) {
-            bool ignored = false;
-            std::uint32_t error = 0;
-            m_Machine.EmptyFolder(backup, ignored, error);
-            m_Machine.RemoveFolder(backup);
+        const std::uint32_t error = DeleteBackup(backup);
+        if (error != ERROR_SUCCESS) {
+            Fail(std::move(item), Result::FromSystem(error),
+                 L"the former backup cannot be deleted");
+        } else if (!there) {
+            Fail(std::move(item), Result::kFolderNotRenamed, L"the product's folder is not there");
+        }
+        m_Plan.losesProduct = there && Result::Failed(m_Plan.result);
+        if (m_bStopped) {
+            return;
         }
         for (const PackageFile& file : FilesBelow(product)) {
             const std::wstring path = JoinPath(product, file.name);
@@ -136,14 +152,21 @@ public:
             }
         }
         m_Machine.MoveFolder(product, backup);
-        Finish(std::move(item), true);
+        Finish(std::move(item), Result::kSuccess);
     }
 
     void ProductFolder() {
-        m_Machine.MakeFolders(m_Plan.product);
         PlanItem item = NewItem("Product");
+        if (IsNotReached(item)) {
+            return;
+        }
         item.why = L"the folder is there";
-        Finish(std::move(item), true);
+        m_Machine.MakeFolders(m_Plan.product);
+        if (!m_Machine.Exists(m_Plan.product)) {
+            Fail(std::move(item), Result::kFailure, L"the folder cannot be made");
+            return;
+        }
+        Finish(std::move(item), Result::kSuccess);
     }
 
     void Manifest(const Deploy::PackageManifest& manifest) {
@@ -166,19 +189,27 @@ public:
         const std::wstring root = Utility::GetCommonDataRoot();
         const std::wstring last = JoinPath(root, L"External");
         const std::wstring target = m_Plan.reinstall ? JoinPath(root, L"ExternalTmp") : last;
+        // It is made even where there is nothing to put into it.
+        PlanItem folder = NewItem("External", L"folder");
+        if (!IsNotReached(folder)) {
+            folder.why = L"the folder is there";
+            m_Machine.MakeFolders(target);
+            Finish(std::move(folder), Result::kSuccess);
+        }
         for (const wchar_t* part :
              {m_Machine.Is64Bit() ? L"x64\\product\\External" : L"win32\\product\\External",
               L"common\\product\\External"}) {
             PlanItem item = NewItem("External", part);
             const std::wstring source = JoinPath(m_Plan.package, part);
-            if (m_bStopped) {
-                item.outcome = Outcome::NotReached;
-                m_Plan.items.push_back(std::move(item));
-            } else if (GetFileAttributesW(source.c_str()) == INVALID_FILE_ATTRIBUTES) {
+            if (IsNotReached(item)) {
+                continue;
+            }
+            if (GetFileAttributesW(source.c_str()) == INVALID_FILE_ATTRIBUTES) {
                 item.why = L"not in the package";
                 m_Plan.items.push_back(std::move(item));
             } else {
-                Finish(std::move(item), m_Machine.CopyFolder(source, target));
+                Finish(std::move(item),
+                       m_Machine.CopyFolder(source, target) ? Result::kSuccess : Result::kFailure);
             }
         }
         if (m_Plan.reinstall && !m_bStopped) {
@@ -204,9 +235,7 @@ private:
     void Carry(const char* element, const Record& record, const std::wstring& platform,
                std::vector<Record> Deploy::PackageManifest::*list) {
         PlanItem item = NewItem(element, record.id);
-        if (m_bStopped) {
-            item.outcome = Outcome::NotReached;
-            m_Plan.items.push_back(std::move(item));
+        if (IsNotReached(item)) {
             return;
         }
         // On a key the platform has no effect.
@@ -221,18 +250,55 @@ private:
         (deployer.*list).push_back(record);
         const bool done = deployer.Deploy(m_Plan.package, m_Plan.product);
         item.why = Reason(record);
-        Finish(std::move(item), done);
+        Finish(std::move(item), done ? Result::kSuccess : Result::kManifestNotCarriedOut);
     }
 
-    void Finish(PlanItem item, bool done) {
+    // The code of the system, 0 when the folder is gone.
+    std::uint32_t DeleteBackup(const std::wstring& backup) {
+        if (!m_Machine.Exists(backup)) {
+            return ERROR_SUCCESS;
+        }
+        bool held = false;
+        std::uint32_t error = ERROR_SUCCESS;
+        if (!m_Machine.EmptyFolder(backup, held, error)) {
+            return error;
+        }
+        if (held) {
+            m_Machine.DeleteAtNextStart(backup);
+            return ERROR_DIR_NOT_EMPTY;
+        }
+        m_Machine.RemoveFolder(backup);
+        return ERROR_SUCCESS;
+    }
+
+    bool IsNotReached(PlanItem& item) {
+        if (m_bStopped) {
+            item.outcome = Outcome::NotReached;
+            m_Plan.items.push_back(std::move(item));
+        }
+        return m_bStopped;
+    }
+
+    // An item that ends the installation with this code.
+    void Fail(PlanItem item, std::uint32_t result, const std::wstring& why) {
         item.steps = m_Machine.TakeSteps();
+        item.outcome = Outcome::Fails;
+        item.why = why;
+        m_bStopped = true;
+        m_Plan.items.push_back(std::move(item));
+        const bool ofManifest = result == Result::kManifestNotCarriedOut;
+        Refuse(m_Plan, result, ofManifest ? L"an item fails" : why);
+    }
+
+    void Finish(PlanItem item, std::uint32_t result) {
         const std::wstring failure = m_Machine.TakeFailure();
+        if (Result::Failed(result)) {
+            Fail(std::move(item), result, failure);
+            return;
+        }
+        item.steps = m_Machine.TakeSteps();
         const std::wstring kept = KeptWords(item);
-        if (!done) {
-            item.outcome = Outcome::Fails;
-            item.why = failure;
-            m_bStopped = true;
-        } else if (!item.steps.empty()) {
+        if (!item.steps.empty()) {
             item.outcome = Outcome::Done;
             item.why = kept;
         } else if (!kept.empty()) {
@@ -270,8 +336,7 @@ private:
     }
 
     static bool IsCopied(const PlanItem& item, const std::wstring& path) {
-        std::wstring whole(MAX_PATH, L'\0');
-        whole.resize(GetFullPathNameW(path.c_str(), MAX_PATH, whole.data(), nullptr));
+        const std::wstring whole = PlanMachine::WholeName(path);
         return std::any_of(item.steps.begin(), item.steps.end(), [&](const PlanStep& step) {
             return step.kind == PlanStep::Kind::CopyFile &&
                    (EqualNoCase(step.place, whole) || step.place.starts_with(whole + L"\\"));
@@ -297,16 +362,21 @@ private:
     // What waits for the next start of the system: all that is in the folder by then.
     void AddMoves(const std::wstring& from, const std::wstring& to) {
         PlanItem item = NewItem("External", L"at the restart");
+        m_Machine.MakeFolders(to);
+        item.steps = m_Machine.TakeSteps();
         std::set<std::wstring> names;
+        const std::wstring head = from + L"\\";
         for (const PlanItem& external : m_Plan.items) {
             for (const PlanStep& step : external.steps) {
-                if (external.element == "External" && step.kind == PlanStep::Kind::CopyFile) {
-                    names.insert(step.place.substr(from.size() + 1));
+                if (external.element == "External" && step.place.starts_with(head)) {
+                    names.insert(step.place.substr(head.size()));
                 }
             }
         }
-        for (const PackageFile& file : FilesBelow(from)) {
-            names.insert(file.name);
+        if (PathExists(from)) {
+            for (const TreeEntry& entry : ListTree(from)) {
+                names.insert(entry.name);
+            }
         }
         for (const std::wstring& name : names) {
             PlanStep step;
@@ -316,7 +386,7 @@ private:
             step.atRestart = true;
             item.steps.push_back(std::move(step));
         }
-        item.outcome = names.empty() ? Outcome::Nothing : Outcome::Done;
+        item.outcome = item.steps.empty() ? Outcome::Nothing : Outcome::Done;
         m_Plan.items.push_back(std::move(item));
     }
 
@@ -327,7 +397,9 @@ private:
 };
 
 // Raises Failure with what is wrong with the document.
-[[noreturn]] void RefuseManifest(const PlanInput& input, const std::wstring& path) {
+[[noreturn]] void RefuseManifest(const PlanInput& input, const std::wstring& path,
+                                 PackagePlan& plan) {
+    Refuse(plan, Result::kPackageNotRead, {});
     const PackageXml xml = ReadPackageXml(input.folderOfLibrary, path);
     constexpr std::uint32_t kFileNotFound = 2;
     std::string words = "it has no Product as its outermost element";
@@ -339,8 +411,8 @@ private:
     } else if (xml.fault.has_value()) {
         words = "system error " + std::to_string(xml.fault->code);
     }
-    throw Failure(ToUtf8(path) + " cannot be read: " + words +
-                  ". An installation would end with 0xe00e0013");
+    throw Failure(ToUtf8(path) + " cannot be read: " + words + ". An installation would end with " +
+                  HexCode(plan.result));
 }
 
 }  // namespace
@@ -355,14 +427,20 @@ PackagePlan MakePackagePlan(const PlanInput& input) {
     PackagePlan plan;
     plan.result = Result::kSuccess;
     TellFolders(input, plan);
-    CheckRefusals(plan);
+    CheckBeforeBackup(plan);
+    Planner planner(plan);
+    if (plan.reinstall) {
+        planner.Backup();
+    }
+    CheckSetup(plan);
+    planner.ProductFolder();
     plan.registry = !(plan.reinstall && Setup::g_SetupConfig.GetUpdateRegistry() == L"0");
 
     const std::wstring path = JoinPath(plan.package, L"InstCfg.xml");
     Deploy::CWyDeployer manifest;
     manifest.deployRegistry = plan.registry;
     if (!manifest.ParseConfig(input.folderOfLibrary, path)) {
-        RefuseManifest(input, path);
+        RefuseManifest(input, path, plan);
     }
     const std::wstring library = JoinPath(plan.package, Deploy::DeployMachine::OfSystem().Is64Bit()
                                                             ? L"x64\\foundation\\libexpat.dll"
@@ -371,17 +449,9 @@ PackagePlan MakePackagePlan(const PlanInput& input) {
         Refuse(plan, Result::kPackageNotRead, L"the package has no XML library for this system");
     }
 
-    Planner planner(plan);
-    if (plan.reinstall) {
-        planner.Backup();
-    }
-    planner.ProductFolder();
     planner.Manifest(manifest);
     planner.ExternalTools();
     planner.Sum();
-    if (plan.Count(Outcome::Fails) != 0) {
-        Refuse(plan, Result::kManifestNotCarriedOut, L"an item fails");
-    }
     plan.free = FreeBytes(plan.product);
     return plan;
 }

@@ -99,13 +99,23 @@ bool PlanMachine::FindValue(RootKey root, const std::wstring& key, const std::ws
     return true;
 }
 
-bool PlanMachine::CreateKey(RootKey root, const std::wstring& key, std::uint32_t view,
-                            std::uint32_t& error) {
+// True when the system would not open this key.
+bool PlanMachine::RefuseKey(RootKey root, const std::wstring& key, std::uint32_t* error) {
     if (root == RootKey::kNone) {
-        return Refuse(L"Root is no root of the registry", &error, ErrorCode::kBadArguments);
+        Refuse(L"Root is no root of the registry", error, ErrorCode::kBadArguments);
+        return true;
     }
     if (key.starts_with(L'\\')) {
-        return Refuse(L"a key cannot begin with \\", &error, ErrorCode::kBadPathname);
+        Refuse(L"a key cannot begin with \\", error, ErrorCode::kBadPathname);
+        return true;
+    }
+    return false;
+}
+
+bool PlanMachine::CreateKey(RootKey root, const std::wstring& key, std::uint32_t view,
+                            std::uint32_t& error) {
+    if (RefuseKey(root, key, &error)) {
+        return false;
     }
     Add(Kind::CreateKey, Shown(root, key)).before =
         IsKeyThere(root, key, view) ? Before::Same : Before::Absent;
@@ -114,8 +124,11 @@ bool PlanMachine::CreateKey(RootKey root, const std::wstring& key, std::uint32_t
 }
 
 bool PlanMachine::DeleteKey(RootKey root, const std::wstring& key) {
-    if (root == RootKey::kNone) {
-        return Refuse(L"Root is no root of the registry", nullptr, 0);
+    if (RefuseKey(root, key, nullptr)) {
+        return false;
+    }
+    if (key.empty()) {
+        return Refuse(L"a root of the registry cannot be deleted", nullptr, 0);
     }
     if (IsKeyThere(root, key, kOwnView)) {
         Add(Kind::DeleteKey, Shown(root, key)).before = Before::There;
@@ -126,8 +139,8 @@ bool PlanMachine::DeleteKey(RootKey root, const std::wstring& key) {
 
 bool PlanMachine::Store(RootKey root, const std::wstring& key, const std::wstring& name,
                         const Value& value, std::uint32_t view, std::uint32_t& error) {
-    if (root == RootKey::kNone) {
-        return Refuse(L"Root is no root of the registry", &error, ErrorCode::kBadArguments);
+    if (RefuseKey(root, key, &error)) {
+        return false;
     }
     Value old;
     const bool there = FindValue(root, key, name, view, old);
@@ -155,8 +168,8 @@ bool PlanMachine::StoreNumber(RootKey root, const std::wstring& key, const std::
 
 bool PlanMachine::DeleteValue(RootKey root, const std::wstring& key, const std::wstring& name,
                               std::uint32_t view, std::uint32_t& error) {
-    if (root == RootKey::kNone) {
-        return Refuse(L"Root is no root of the registry", &error, ErrorCode::kBadArguments);
+    if (RefuseKey(root, key, &error)) {
+        return false;
     }
     Value old;
     if (!FindValue(root, key, name, view, old)) {

@@ -6,7 +6,8 @@
 #include "Common/KrCommon/KrComn_FileFind_win32.h"
 #include "Common/KrCommon/KrComn_String.h"
 #include "lib/wycommon/WyCommon_Paths.h"
-#include "wyctl/PackageFiles.h"
+#include "wyctl/Errors.h"
+#include "wyctl/FolderTree.h"
 
 namespace WyCtl {
 
@@ -17,15 +18,10 @@ using WyCommon::Utility::JoinPath;
 using Answer = PlanOverlay::Answer;
 using Kind = PlanStep::Kind;
 using Before = PlanStep::Before;
+using FileKind = PackageFiles::Kind;
 
-// "..", "." and doubled separators resolved, no "\" at the end.
-std::wstring WholePath(const std::wstring& path) {
-    std::wstring whole(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
-    whole.resize(
-        GetFullPathNameW(path.c_str(), static_cast<DWORD>(whole.size()), whole.data(), nullptr));
-    KrCommon::String::RemoveSeparator(whole);
-    return whole;
-}
+constexpr const wchar_t* kNoSuchName = L"no file can have this name";
+constexpr const wchar_t* kBelowFile = L"a file has the name of a folder above it";
 
 DWORD AttributesOf(const std::wstring& path) {
     return GetFileAttributesW(path.c_str());
@@ -73,14 +69,49 @@ PlanStep& PlanMachine::Add(Kind kind, const std::wstring& place) {
     return m_Steps.back();
 }
 
+std::wstring PlanMachine::WholeName(const std::wstring& path) {
+    std::wstring whole(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    whole.resize(
+        GetFullPathNameW(path.c_str(), static_cast<DWORD>(whole.size()), whole.data(), nullptr));
+    KrCommon::String::RemoveSeparator(whole);
+    return whole;
+}
+
 bool PlanMachine::Is64Bit() {
     return OfSystem().Is64Bit();
 }
 
 // ---- files
 
+PackageFiles::Kind PlanMachine::KindOf(const std::wstring& whole) const {
+    std::wstring origin;
+    const Answer answer = m_Files.Find(whole, &origin);
+    if (answer == Answer::Gone) {
+        return FileKind::None;
+    }
+    if (answer == Answer::There && origin.empty()) {
+        return FileKind::Folder;
+    }
+    const DWORD attributes = AttributesOf(answer == Answer::There ? origin : whole);
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        return FileKind::None;
+    }
+    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? FileKind::Folder : FileKind::File;
+}
+
+// No folder can be made and no file be written there.
+bool PlanMachine::LiesBelowFile(const std::wstring& whole) const {
+    std::wstring_view above = whole;
+    FileKind kind = FileKind::None;
+    while (kind == FileKind::None && !above.empty()) {
+        above = KrCommon::String::RemoveFileName(above);
+        kind = KindOf(std::wstring(above));
+    }
+    return kind == FileKind::File;
+}
+
 bool PlanMachine::IsThere(const std::wstring& path) {
-    const std::wstring whole = WholePath(path);
+    const std::wstring whole = WholeName(path);
     const Answer answer = m_Files.Find(whole);
     return answer == Answer::There || (answer == Answer::AsOnMachine && OfSystem().Exists(path));
 }
@@ -99,8 +130,10 @@ void PlanMachine::ListFiles(const std::wstring& folder, const std::wstring& patt
 }
 
 bool PlanMachine::CopyOne(const std::wstring& source, const std::wstring& target,
-                          std::uint64_t bytes, bool readOnlyRefuses) {
-    const std::wstring whole = WholePath(target);
+                          std::uint64_t bytes, Replaces replaces) {
+    const std::wstring whole = WholeName(target);
+    const FileKind kind = KindOf(whole);
+    const bool belowFile = LiesBelowFile(whole);
     const Answer answer = m_Files.Find(whole);
     const DWORD attributes =
         answer == Answer::AsOnMachine ? AttributesOf(whole) : INVALID_FILE_ATTRIBUTES;
@@ -112,19 +145,25 @@ bool PlanMachine::CopyOne(const std::wstring& source, const std::wstring& target
     step.inUse = onMachine && IsFileInUse(whole);
     m_Files.Put(whole, source);
     if (HasReservedLetter(whole)) {
-        return Refuse(L"no file can have this name", nullptr, 0);
+        return Refuse(kNoSuchName, nullptr, 0);
     }
-    if (onMachine && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    if (belowFile) {
+        return Refuse(kBelowFile, nullptr, 0);
+    }
+    if (kind == FileKind::Folder) {
         return Refuse(L"a folder has this name", nullptr, 0);
     }
-    if (onMachine && readOnlyRefuses && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+    if (kind == FileKind::File && replaces == Replaces::Nothing) {
+        return Refuse(L"another file of this name is there", nullptr, 0);
+    }
+    if (onMachine && replaces != Replaces::All && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
         return Refuse(L"the file that is there is read-only", nullptr, 0);
     }
     return !step.inUse || Refuse(L"the file that is there is in use", nullptr, 0);
 }
 
 bool PlanMachine::CopyFiles(const std::wstring& sourceDir, const std::wstring& name,
-                            const std::wstring& targetDir, bool) {
+                            const std::wstring& targetDir, bool failIfExists) {
     WIN32_FIND_DATAW found;
     const KrCommon::Storage::FileFind find(sourceDir + name, found);
     bool copied = find.IsOpen();
@@ -138,7 +177,8 @@ bool PlanMachine::CopyFiles(const std::wstring& sourceDir, const std::wstring& n
             return Refuse(L"a name with a folder in it cannot be copied", nullptr, 0);
         }
         copied = CopyOne(source, targetDir + found.cFileName,
-                         (std::uint64_t{found.nFileSizeHigh} << 32U) | found.nFileSizeLow, false) &&
+                         (std::uint64_t{found.nFileSizeHigh} << 32U) | found.nFileSizeLow,
+                         failIfExists ? Replaces::Nothing : Replaces::All) &&
                  copied;
     }
     return copied || !m_strFailure.empty() ? copied
@@ -146,17 +186,30 @@ bool PlanMachine::CopyFiles(const std::wstring& sourceDir, const std::wstring& n
 }
 
 bool PlanMachine::CopyFolder(const std::wstring& source, const std::wstring& target) {
-    const std::wstring from = WholePath(source);
-    const std::wstring to = WholePath(target);
+    const std::wstring from = WholeName(source);
+    const std::wstring to = WholeName(target);
     const DWORD attributes = AttributesOf(from);
     if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
         return Refuse(L"the source is no folder", nullptr, 0);
     }
+    if (HasReservedLetter(to) || LiesBelowFile(to)) {
+        return Refuse(HasReservedLetter(to) ? kNoSuchName : kBelowFile, nullptr, 0);
+    }
+    std::vector<TreeEntry> tree;
+    try {
+        tree = ListTree(from);
+    } catch (const Failure&) {
+        return Refuse(L"the source cannot be listed", nullptr, 0);
+    }
+    std::sort(tree.begin(), tree.end(), [](const TreeEntry& one, const TreeEntry& other) {
+        return PathOrder()(one.name, other.name);
+    });
     MakeFolders(to);
-    for (const PackageFile& file : FilesBelow(from)) {
-        const std::wstring place = JoinPath(to, file.name);
-        MakeFolders(std::wstring(KrCommon::String::RemoveFileName(place)));
-        if (!CopyOne(JoinPath(from, file.name), place, file.size, true)) {
+    for (const TreeEntry& entry : tree) {
+        const std::wstring place = JoinPath(to, entry.name);
+        if (entry.folder) {
+            MakeFolders(place);
+        } else if (!CopyOne(JoinPath(from, entry.name), place, entry.size, Replaces::Writable)) {
             return false;
         }
     }
@@ -164,8 +217,8 @@ bool PlanMachine::CopyFolder(const std::wstring& source, const std::wstring& tar
 }
 
 void PlanMachine::MakeFolders(const std::wstring& path) {
-    const std::wstring whole = WholePath(path);
-    if (!IsThere(whole)) {
+    const std::wstring whole = WholeName(path);
+    if (!IsThere(whole) && !HasReservedLetter(whole) && !LiesBelowFile(whole)) {
         Add(Kind::MakeFolder, whole);
         m_Files.Put(whole, {});
     }
@@ -174,16 +227,19 @@ void PlanMachine::MakeFolders(const std::wstring& path) {
 void PlanMachine::ClearReadOnly(const std::wstring&) {}
 
 bool PlanMachine::RemoveFile(const std::wstring& path, std::uint32_t& error) {
-    const std::wstring whole = WholePath(path);
-    if (m_Files.Find(whole) == Answer::AsOnMachine) {
-        if ((AttributesOf(whole) & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-            error = ErrorCode::kAccessDenied;
-            return false;
-        }
-        if (IsFileInUse(whole)) {
-            error = ERROR_SHARING_VIOLATION;
-            return false;
-        }
+    const std::wstring whole = WholeName(path);
+    // What a "?" was found for is no file that could go.
+    if (HasReservedLetter(whole)) {
+        error = ERROR_INVALID_NAME;
+        return false;
+    }
+    if (KindOf(whole) == FileKind::Folder) {
+        error = ErrorCode::kAccessDenied;
+        return false;
+    }
+    if (m_Files.Find(whole) == Answer::AsOnMachine && IsFileInUse(whole)) {
+        error = ERROR_SHARING_VIOLATION;
+        return false;
     }
     Add(Kind::DeleteFile, whole).before = Before::There;
     m_Files.Remove(whole);
@@ -191,8 +247,11 @@ bool PlanMachine::RemoveFile(const std::wstring& path, std::uint32_t& error) {
 }
 
 void PlanMachine::DeleteAtNextStart(const std::wstring& path) {
-    const std::wstring whole = WholePath(path);
-    const bool folder = (AttributesOf(whole) & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    const std::wstring whole = WholeName(path);
+    if (HasReservedLetter(whole)) {
+        return;
+    }
+    const bool folder = KindOf(whole) == FileKind::Folder;
     PlanStep& step = Add(folder ? Kind::DeleteFolder : Kind::DeleteFile, whole);
     step.before = Before::There;
     step.inUse = !folder && IsFileInUse(whole);
@@ -208,24 +267,32 @@ bool PlanMachine::DeleteOne(const std::wstring& path) {
     return false;
 }
 
-bool PlanMachine::EmptyFolder(const std::wstring& path, bool& rebootNeeded, std::uint32_t&) {
-    const std::wstring whole = WholePath(path);
+bool PlanMachine::EmptyFolder(const std::wstring& path, bool& rebootNeeded, std::uint32_t& error) {
+    const std::wstring whole = WholeName(path);
+    if (KindOf(whole) == FileKind::File) {
+        return Refuse(L"it is a file", &error, ERROR_DIRECTORY);
+    }
     for (const std::wstring& place : m_Files.PutBelow(whole)) {
         DeleteOne(place);
     }
+    std::vector<std::wstring> held;
     for (const PackageFile& file : FilesBelow(whole)) {
         const std::wstring place = JoinPath(whole, file.name);
         if (m_Files.Find(place) == Answer::AsOnMachine && !DeleteOne(place)) {
             rebootNeeded = true;
+            held.push_back(place);
         }
     }
     m_Files.Remove(whole);
     m_Files.Put(whole, {});
+    for (const std::wstring& place : held) {
+        m_Files.Keep(place);
+    }
     return true;
 }
 
 bool PlanMachine::RemoveFolder(const std::wstring& path) {
-    const std::wstring whole = WholePath(path);
+    const std::wstring whole = WholeName(path);
     Add(Kind::DeleteFolder, whole).before = Before::There;
     m_Files.Remove(whole);
     return true;
@@ -242,7 +309,7 @@ PlanMachine::VersionAnswer PlanMachine::ReadVersion(const std::wstring& path, Fi
                                                     std::uint32_t& error) {
     std::wstring read = path;
     std::wstring origin;
-    if (m_Files.Find(WholePath(path), &origin) == Answer::There && !origin.empty()) {
+    if (m_Files.Find(WholeName(path), &origin) == Answer::There && !origin.empty()) {
         read = origin;
     }
     const VersionAnswer answer = OfSystem().ReadVersion(read, out, error);

@@ -4,7 +4,8 @@
 //
 // It answers from the machine that this process runs on, as the steps before would have left it. A
 // step that the system would refuse fails here as well, as far as that can be seen by looking: a
-// root that is none, a file that is held open, a name that no file can have.
+// root that is none, a file that is held open, a name that no file can have, or another kind of
+// thing of that name.
 
 #include <map>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "Common/KrCommon/KrComn_String.h"
 #include "deploy/WyDeployerMachine.h"
+#include "wyctl/PackageFiles.h"
 #include "wyctl/PlanOverlay.h"
 #include "wyctl/PlanStep.h"
 
@@ -31,6 +33,11 @@ public:
     std::vector<std::wstring> TakeFound() { return std::exchange(m_Found, {}); }
     // The versions that were asked for since the last call, as "1.2.3.4".
     std::map<std::wstring, std::wstring> TakeVersions() { return std::exchange(m_Versions, {}); }
+
+    // A path as steps name it: "..", "." and doubled separators resolved, no "\" at the end.
+    static std::wstring WholeName(const std::wstring& path);
+    // What has this name, given as steps do.
+    PackageFiles::Kind KindOf(const std::wstring& whole) const;
 
     // Moves a folder with all in it to a name that is free.
     void MoveFolder(const std::wstring& from, const std::wstring& to);
@@ -72,16 +79,21 @@ private:
         std::uint32_t type = 0;
         std::wstring text;  // as it is shown
     };
+    // What of a file that is there a copy may replace.
+    enum class Replaces : std::uint8_t { Nothing, Writable, All };
+
     bool Refuse(std::wstring why, std::uint32_t* error, std::uint32_t code);
+    bool RefuseKey(RootKey root, const std::wstring& key, std::uint32_t* error);
     PlanStep& Add(PlanStep::Kind kind, const std::wstring& place);
     bool IsThere(const std::wstring& path);
+    bool LiesBelowFile(const std::wstring& whole) const;
     bool IsKeyThere(RootKey root, const std::wstring& key, std::uint32_t view);
     bool FindValue(RootKey root, const std::wstring& key, const std::wstring& name,
                    std::uint32_t view, Value& value);
     bool Store(RootKey root, const std::wstring& key, const std::wstring& name, const Value& value,
                std::uint32_t view, std::uint32_t& error);
     bool CopyOne(const std::wstring& source, const std::wstring& target, std::uint64_t bytes,
-                 bool readOnlyRefuses);
+                 Replaces replaces);
     bool DeleteOne(const std::wstring& path);
 
     PlanOverlay m_Files;

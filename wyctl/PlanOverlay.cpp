@@ -42,6 +42,7 @@ void PlanOverlay::PutOne(const std::wstring& place, const std::wstring& origin) 
     entry.place = place;
     entry.origin = origin;
     entry.there = true;
+    entry.kept = false;
 }
 
 void PlanOverlay::Put(const std::wstring& place, const std::wstring& origin) {
@@ -66,6 +67,16 @@ void PlanOverlay::Remove(const std::wstring& place) {
     Entry& entry = m_Entries[key];
     entry.there = false;
     entry.wiped = true;
+    entry.kept = false;
+}
+
+void PlanOverlay::Keep(const std::wstring& place) {
+    const std::wstring clean = Clean(place);
+    Put(Above(clean), {});
+    Entry& entry = m_Entries[KeyOf(clean)];
+    entry.there = false;
+    entry.wiped = false;
+    entry.kept = true;
 }
 
 PlanOverlay::Answer PlanOverlay::Find(const std::wstring& place, std::wstring* origin) const {
@@ -79,6 +90,9 @@ PlanOverlay::Answer PlanOverlay::Find(const std::wstring& place, std::wstring* o
     }
     for (std::wstring at = key; !at.empty(); at = Above(at)) {
         const auto known = m_Entries.find(at);
+        if (known != m_Entries.end() && known->second.kept) {
+            return Answer::AsOnMachine;
+        }
         if (known != m_Entries.end() && known->second.wiped) {
             return Answer::Gone;
         }

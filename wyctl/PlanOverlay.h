@@ -19,6 +19,8 @@ public:
     void Put(const std::wstring& place, const std::wstring& origin);
     // From now on neither the place nor anything below it is there.
     void Remove(const std::wstring& place);
+    // From now on the place is again as it is on the machine, also below one that was removed.
+    void Keep(const std::wstring& place);
     // `origin` receives that of a place that was put; null is allowed.
     Answer Find(const std::wstring& place, std::wstring* origin = nullptr) const;
     // What was put below a place with an origin and is still there, as it was spelled.
@@ -30,6 +32,7 @@ private:
         std::wstring origin;
         bool there = false;
         bool wiped = false;  // nothing that the machine has below it counts
+        bool kept = false;   // as on the machine, whatever is said above it
     };
     static std::wstring KeyOf(const std::wstring& place);
     void PutOne(const std::wstring& place, const std::wstring& origin);

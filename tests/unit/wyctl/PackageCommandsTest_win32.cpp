@@ -44,6 +44,16 @@ TEST(PlanOverlay, later_steps_find_what_earlier_ones_left) {
     overlay.Put(L"C:\\a\\b\\", {});
     EXPECT_EQ(overlay.Find(L"C:\\a\\b"), There);
     EXPECT_EQ(overlay.Find(L"C:\\a\\b\\other"), Gone) << "the new folder is empty";
+
+    overlay.Keep(L"C:\\a\\b\\d\\held");
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\D\\HELD"), AsOnMachine);
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\d"), There) << "what holds it is there";
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\d\\other"), Gone);
+    overlay.Remove(L"C:\\a\\b\\d\\held");
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\d\\held"), Gone);
+    overlay.Keep(L"C:\\a\\b\\d\\held");
+    overlay.Put(L"C:\\a\\b\\d\\held", L"P:\\held");
+    EXPECT_EQ(overlay.Find(L"C:\\a\\b\\d\\held"), There);
 }
 
 // ---- plan
@@ -86,6 +96,7 @@ protected:
         PutVersioned(L"pkg\\common\\v.dll");
         Put(L"pkg\\data\\sub\\c.txt", "12345");
         Put(L"pkg\\data\\d.txt", "1");
+        fs::create_directories(m_Folder.Path() / L"pkg\\data\\empty");
         Put(L"pkg\\common\\product\\External\\tool.txt", "tool");
         PutVersioned(L"Wy\\v.dll");
         Put(L"Wy\\doc\\a.txt", "old a");
@@ -111,7 +122,8 @@ TEST_F(FullPackagePlan, everything_in_the_order_in_which_it_would_happen) {
             "RegistryValue v4 done", "- delete value HKLM\\SOFTWARE\\KorvexDataPlan\\a\\m there",
             "RegistryValue v5 nothing: not there",  //
             "Folder d1 done", "- make folder @\\Wy\\data", "- copy @\\Wy\\data\\d.txt",
-            "- make folder @\\Wy\\data\\sub", "- copy @\\Wy\\data\\sub\\c.txt",
+            "- make folder @\\Wy\\data\\empty", "- make folder @\\Wy\\data\\sub",
+            "- copy @\\Wy\\data\\sub\\c.txt",
             "Folder d2 kept: @\\Wy\\kept stays: it is there, and Overwrite is not yes",
             "Folder d3 done", "- delete file @\\Wy\\oldies\\e\\f.txt there",
             "- delete folder @\\Wy\\oldies there",
@@ -122,10 +134,10 @@ TEST_F(FullPackagePlan, everything_in_the_order_in_which_it_would_happen) {
             "File f4 done", "- delete file @\\Wy\\old.txt there",
             "File f5 nothing: not there",        //
             "File f6 skipped: for win32 alone",  //
-            "File f7 nothing: its Action or Type is no word that is known",
+            "File f7 nothing: its Action or Type is no word that is known", "External folder done",
+            "- make folder " + external,
             "External x64\\product\\External nothing: not in the package",
-            "External common\\product\\External done", "- make folder " + external,
-            "- copy " + external + "\\tool.txt"));
+            "External common\\product\\External done", "- copy " + external + "\\tool.txt"));
     EXPECT_EQ(plan["bytes"].asUInt(), 15U);
     EXPECT_GT(plan["bytesFree"].asUInt64(), 0U);
     EXPECT_EQ(plan["codeHex"].asString(), "0x20ff0000");
@@ -251,9 +263,69 @@ TEST_F(PackagePlan, file_in_use_fails_a_copy_and_delays_a_removal) {
     EXPECT_THAT(m_Terminal.out, HasSubstr("refused       0xe00e0014: an item fails\n"));
 }
 
+TEST_F(PackagePlan, file_that_outlives_the_removal_of_its_folder_is_still_in_use) {
+    PutManifest("",
+                "<Folder Id='d' Action='delete' TargetDir='old'/>\n"
+                "<Folder Id='e' Action='write' Overwrite='yes' SourceDir='s' TargetDir='old'/>\n");
+    Put(L"pkg\\s\\a.txt", "new");
+    Put(L"pkg\\s\\b.txt", "new");
+    Put(L"Wy\\old\\a.txt", "old");
+    Put(L"Wy\\old\\b.txt", "old");
+    const test_support::LockedFile lock(Wide(L"Wy\\old\\b.txt"));
+    EXPECT_THAT(Items(Plan()),
+                ElementsAre("Folder d done", "- delete file @\\Wy\\old\\a.txt there",
+                            "- delete file @\\Wy\\old\\b.txt there in use at restart",
+                            "- delete folder @\\Wy\\old there at restart",
+                            "Folder e fails: the file that is there is in use",
+                            "- copy @\\Wy\\old\\a.txt", "- copy @\\Wy\\old\\b.txt there in use"));
+    WyDeployHelper::DeployCommon::CWyDeployer deployer;
+    ASSERT_TRUE(deployer.ParseConfig(L".", Wide(L"pkg\\InstCfg.xml")));
+    EXPECT_FALSE(deployer.Deploy(Wide(L"pkg"), Wide(L"Wy")));
+}
+
+TEST_F(PackagePlan, read_only_mark_is_taken_off_by_a_file_and_refuses_a_folder) {
+    PutManifest("",
+                "<Folder Id='d' Action='write' Overwrite='yes' SourceDir='s' TargetDir='s'/>\n");
+    Put(L"pkg\\s\\a.txt", "new");
+    Put(L"Wy\\s\\a.txt", "old");
+    SetFileAttributesW(Wide(L"Wy\\s\\a.txt").c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_THAT(Items(Plan()), ElementsAre("Folder d fails: the file that is there is read-only",
+                                           "- copy @\\Wy\\s\\a.txt there"));
+    PutManifest("",
+                "<File Id='f' Action='write' Overwrite='yes' Name='a.txt' SourceDir='s'"
+                " TargetDir='s'/>\n");
+    EXPECT_THAT(Items(Plan()), ElementsAre("File f done", "- copy @\\Wy\\s\\a.txt there"));
+    SetFileAttributesW(Wide(L"Wy\\s\\a.txt").c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+TEST_F(PackagePlan, name_that_the_system_takes_for_a_pattern_removes_nothing) {
+    PutManifest("", "<File Id='f' Action='delete' Name='a?.txt'/>\n");
+    Put(L"Wy\\ab.txt", "old");
+    EXPECT_THAT(Items(Plan()), ElementsAre("File f nothing: not there"));
+}
+
+TEST_F(PackagePlan, paths_may_be_longer_than_the_system_takes_without_a_prefix) {
+    PutManifest("", "<File Id='f' Action='write' Overwrite='yes' Name='a.txt'/>\n");
+    Put(L"pkg\\a.txt", "new");
+    std::wstring folder = L"\\\\?\\" + Wide(L"Wy");
+    for (const wchar_t letter : {L'b', L'c', L'd'}) {
+        ASSERT_NE(CreateDirectoryW(folder.c_str(), nullptr), 0) << GetLastError();
+        folder += L'\\' + std::wstring(100, letter);
+    }
+    ASSERT_NE(CreateDirectoryW(folder.c_str(), nullptr), 0) << GetLastError();
+    ASSERT_NE(CopyFileW(Wide(L"pkg\\a.txt").c_str(), (folder + L"\\a.txt").c_str(), TRUE), 0);
+    const Texts lines = Items(Plan({"--to", KrCommon::String::ToUtf8(folder)}));
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0], "File f done") << "it stays and is copied cannot both be";
+}
+
 TEST_F(PackagePlan, item_that_cannot_be_carried_out_ends_the_plan) {
+    Put(L"pkg\\sub\\a.txt", "a");
     Put(L"pkg\\sub\\b.txt", "b");
     Put(L"pkg\\a.txt", "a");
+    Put(L"Wy\\a.txt", "old");
+    fs::create_directories(m_Folder.Path() / L"pkg\\empty");
+    fs::create_directories(m_Folder.Path() / L"Wy\\folders\\a.txt");
     const std::string key = "Key='SOFTWARE\\KorvexDataPlan\\a'/>";
     const struct {
         std::string registry;
@@ -266,6 +338,14 @@ TEST_F(PackagePlan, item_that_cannot_be_carried_out_ends_the_plan) {
          "RegistryKey x fails: Root is no root of the registry"},
         {"<RegistryKey Id='x' Action='create' Root='HKLM' Key='\\a'/>", "",
          "RegistryKey x fails: a key cannot begin with \\"},
+        {"<RegistryKey Id='x' Action='delete' Root='HKLM' Key='\\KorvexDataPlan'/>", "",
+         "RegistryKey x fails: a key cannot begin with \\"},
+        {"<RegistryKey Id='x' Action='delete' Root='HKCU' Key=''/>", "",
+         "RegistryKey x fails: a root of the registry cannot be deleted"},
+        {"<RegistryValue Id='x' Action='write' Type='string' Root='HKLM' Key='\\a'/>", "",
+         "RegistryValue x fails: a key cannot begin with \\"},
+        {"<RegistryValue Id='x' Action='delete' Root='HKLM' Key='\\a'/>", "",
+         "RegistryValue x fails: a key cannot begin with \\"},
         {"<RegistryValue Id='x' Action='write' Type='dword' " + key, "",
          "RegistryValue x fails: Root is no root of the registry"},
         {"<RegistryValue Id='x' Action='delete' " + key, "",
@@ -276,6 +356,23 @@ TEST_F(PackagePlan, item_that_cannot_be_carried_out_ends_the_plan) {
          "File x fails: no file can have this name"},
         {"", "<Folder Id='x' Action='write' SourceDir='a.txt' TargetDir='t'/>",
          "Folder x fails: the source is no folder"},
+        {"", "<File Id='x' Action='write' Name='sub\\a.txt'/>",
+         "File x fails: another file of this name is there"},
+        {"", "<File Id='x' Action='write' Overwrite='yes' Name='a.txt' TargetDir='folders'/>",
+         "File x fails: a folder has this name"},
+        {"",
+         "<Folder Action='write' SourceDir='sub' TargetDir='new\\a.txt'/>"
+         "<File Id='x' Action='write' Overwrite='yes' Name='a.txt' TargetDir='new'/>",
+         "File x fails: a folder has this name"},
+        {"", "<File Id='x' Action='write' Name='a.txt' TargetDir='a.txt\\deep\\er'/>",
+         "File x fails: a file has the name of a folder above it"},
+        {"", "<Folder Id='x' Action='write' SourceDir='empty' TargetDir='a.txt\\deep'/>",
+         "Folder x fails: a file has the name of a folder above it"},
+        {"", "<Folder Id='x' Action='write' Overwrite='yes' SourceDir='sub' TargetDir='a.txt'/>",
+         "Folder x fails: a file has the name of a folder above it"},
+        {"", "<Folder Id='x' Action='write' SourceDir='empty' TargetDir='a|b'/>",
+         "Folder x fails: no file can have this name"},
+        {"", "<Folder Id='x' Action='delete' TargetDir='a.txt'/>", "Folder x fails: it is a file"},
     };
     for (const auto& row : rows) {
         PutManifest(row.registry, row.files);
@@ -287,8 +384,26 @@ TEST_F(PackagePlan, item_that_cannot_be_carried_out_ends_the_plan) {
         WyDeployHelper::DeployCommon::CWyDeployer deployer;
         deployer.deployRegistry = true;
         ASSERT_TRUE(deployer.ParseConfig(L".", Wide(L"pkg\\InstCfg.xml")));
-        EXPECT_FALSE(deployer.Deploy(Wide(L"pkg"), Wide(L"Wy2"))) << row.registry << row.files;
+        EXPECT_FALSE(deployer.Deploy(Wide(L"pkg"), Wide(L"Wy"))) << row.registry << row.files;
     }
+}
+
+TEST_F(PackagePlan, folders_beside_the_manifest_that_cannot_be_made_or_copied) {
+    PutManifest("", "<File Id='f' Action='delete' Name='a'/>");
+    const Json::Value plan = Plan({"--to", At(L"pkg\\Setup.ini\\Wy")});
+    EXPECT_EQ(plan["codeHex"].asString(), "0xe0ff0001");
+    EXPECT_EQ(plan["reason"].asString(), "the folder cannot be made");
+    EXPECT_THAT(Lines(plan), ElementsAre("Product fails: the folder cannot be made",
+                                         "File f not reached", "External folder not reached",
+                                         "External x64\\product\\External not reached",
+                                         "External common\\product\\External not reached"));
+    Put(L"pkg\\x64\\product\\External", "a file");
+    const Json::Value other = Plan();
+    EXPECT_EQ(other["codeHex"].asString(), "0xe0ff0001");
+    EXPECT_THAT(Lines(other),
+                ::testing::IsSupersetOf(
+                    {std::string("External x64\\product\\External fails: the source is no folder"),
+                     std::string("External common\\product\\External not reached")}));
 }
 
 TEST_F(PackagePlan, what_refuses_an_installation) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "PackageFixture_win32.h"
+#include "deploy/DeployCommon_Folders.h"
 #include "lib/wycommon/WyCommon_Paths.h"
 #include "support/FileFixture_win32.h"
 #include "support/RegistryKey_win32.h"
@@ -49,21 +50,28 @@ TEST_F(InstalledPackagePlan, product_is_moved_aside_and_tools_wait_for_the_resta
     Register();
     Put(L"WyvarionBackup\\older.txt", "older");
     Put(L"pkg\\common\\product\\External\\tool.txt", "tool");
+    Put(L"pkg\\common\\product\\External\\sub\\deep.txt", "tool");
     const std::string data = KrCommon::String::ToUtf8(WyCommon::Utility::GetCommonDataRoot());
     const Json::Value plan = Plan({"--installed"});
     EXPECT_TRUE(plan["reinstall"].asBool());
     EXPECT_EQ(plan["codeHex"].asString(), "0x20ff0000");
-    EXPECT_THAT(
-        Lines(plan),
-        ElementsAre(
-            "Backup done", "- delete file @\\WyvarionBackup\\older.txt there",
-            "- delete folder @\\WyvarionBackup there", "- move @\\WyvarionBackup", "Product done",
-            "- make folder @\\Wy",  //
-            "RegistryKey k done", "- create key HKLM\\SOFTWARE\\KorvexDataPlan", "File f done",
-            "- copy @\\Wy\\a.txt", "External x64\\product\\External nothing: not in the package",
-            "External common\\product\\External done", "- make folder " + data + "\\ExternalTmp",
-            "- copy " + data + "\\ExternalTmp\\tool.txt", "External at the restart done",
-            "- move " + data + "\\External\\tool.txt at restart"));
+    EXPECT_THAT(Lines(plan),
+                ElementsAre("Backup done", "- delete file @\\WyvarionBackup\\older.txt there",
+                            "- delete folder @\\WyvarionBackup there", "- move @\\WyvarionBackup",
+                            "Product done",
+                            "- make folder @\\Wy",  //
+                            "RegistryKey k done", "- create key HKLM\\SOFTWARE\\KorvexDataPlan",
+                            "File f done", "- copy @\\Wy\\a.txt", "External folder done",
+                            "- make folder " + data + "\\ExternalTmp",
+                            "External x64\\product\\External nothing: not in the package",
+                            "External common\\product\\External done",
+                            "- make folder " + data + "\\ExternalTmp\\sub",
+                            "- copy " + data + "\\ExternalTmp\\sub\\deep.txt",
+                            "- copy " + data + "\\ExternalTmp\\tool.txt",
+                            "External at the restart done", "- make folder " + data + "\\External",
+                            "- move " + data + "\\External\\sub at restart",
+                            "- move " + data + "\\External\\sub\\deep.txt at restart",
+                            "- move " + data + "\\External\\tool.txt at restart"));
     ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--installed"}), 0);
     EXPECT_THAT(m_Terminal.out, HasSubstr("installation  again: "));
 }
@@ -97,6 +105,37 @@ TEST_F(InstalledPackagePlan, later_version_refuses_and_the_way_back_is_told) {
     EXPECT_THAT(m_Terminal.out, HasSubstr("the way back then deletes the product's folder"));
 }
 
+TEST_F(InstalledPackagePlan, product_whose_folder_is_gone_cannot_be_moved_aside) {
+    Register();
+    fs::remove_all(m_Folder.Path() / L"Wy");
+    fs::remove(m_Folder.Path() / L"pkg\\Setup.ini");
+    const Json::Value plan = Plan({"--installed"});
+    EXPECT_EQ(plan["codeHex"].asString(), "0xe00e0018") << "which comes before Setup.ini";
+    EXPECT_EQ(plan["reason"].asString(), "the product's folder is not there");
+    EXPECT_THAT(Items(plan), ElementsAre("Backup fails: the product's folder is not there",
+                                         "RegistryKey k not reached", "File f not reached"));
+    ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--installed"}), 0);
+    EXPECT_THAT(m_Terminal.out, Not(HasSubstr("the way back then")));
+}
+
+TEST_F(InstalledPackagePlan, former_backup_that_is_held_ends_the_installation) {
+    Register();
+    Put(L"WyvarionBackup\\older.txt", "older");
+    const test_support::LockedFile lock(Wide(L"WyvarionBackup\\older.txt"));
+    const Json::Value plan = Plan({"--installed"});
+    EXPECT_EQ(plan["reason"].asString(), "the former backup cannot be deleted");
+    EXPECT_THAT(Items(plan),
+                ElementsAre("Backup fails: the former backup cannot be deleted",
+                            "- delete file @\\WyvarionBackup\\older.txt there in use at restart",
+                            "- delete folder @\\WyvarionBackup there at restart",
+                            "RegistryKey k not reached", "File f not reached"));
+    ASSERT_EQ(Run({"package", "plan", At(L"pkg"), "--installed"}), 0);
+    EXPECT_THAT(m_Terminal.out, HasSubstr("the way back then deletes the product's folder"));
+    bool rebootNeeded = false;
+    EXPECT_EQ(plan["code"].asUInt(),
+              WyDeployHelper::DeployCommon::DeleteFolder(Wide(L"WyvarionBackup"), rebootNeeded));
+}
+
 TEST_F(InstalledPackagePlan, restart_since_a_removal_is_asked_for) {
     wchar_t windows[MAX_PATH];
     GetWindowsDirectoryW(windows, MAX_PATH);
@@ -104,6 +143,10 @@ TEST_F(InstalledPackagePlan, restart_since_a_removal_is_asked_for) {
     std::ofstream(marker).flush();
     ASSERT_TRUE(fs::exists(marker));
     EXPECT_EQ(Plan()["codeHex"].asString(), "0xe00e000a");
+    Put(L"pkg\\InstCfg.xml", "<Product>");
+    EXPECT_EQ(Run({"package", "plan", At(L"pkg")}), 1);
+    EXPECT_THAT(m_Terminal.err, HasSubstr("would end with 0xe00e000a"));
+    PutManifest("", "");
     fs::remove(marker);
     EXPECT_EQ(Plan()["codeHex"].asString(), "0x20ff0000");
 }
