@@ -26,12 +26,14 @@ protected:
         SetupFixture::SetUp();
         m_Machine.manager.states = {SERVICE_STOPPED, SERVICE_RUNNING};
         m_Machine.onStep = [this](const std::wstring& step) {
+            const boost::mutex::scoped_try_lock lock(g_ApiMutex);
             // The functions keep the main log elsewhere, from before they take the lock; here it
             // goes on.
-            if (IsOfLog(step))
+            if (IsOfLog(step)) {
+                EXPECT_TRUE(lock.owns_lock());
                 return;
+            }
             g_pDebugLog = &m_Log;
-            const boost::mutex::scoped_try_lock lock(g_ApiMutex);
             ++(lock.owns_lock() ? m_iFreeSteps : m_iLockedSteps);
         };
     }
@@ -70,8 +72,20 @@ protected:
         return steps;
     }
     Lines ExportsLog() const { return ShortLog("Exports_Deployment"); }
+    // Where the main log is kept meanwhile, as long as the test lasts.
+    std::filesystem::path MoveTemporaryFiles() {
+        const std::filesystem::path folder = m_Folder.Path() / L"Temp";
+        std::filesystem::create_directories(folder);
+        SetEnvironmentVariableW(L"TMP", folder.c_str());
+        return folder;
+    }
+    void TearDown() override {
+        SetEnvironmentVariableW(L"TMP", m_strFormerTemp.c_str());
+        SetupFixture::TearDown();
+    }
     static bool IsLockFree() { return boost::mutex::scoped_try_lock(g_ApiMutex).owns_lock(); }
 
+    const std::wstring m_strFormerTemp = std::filesystem::temp_directory_path().wstring();
     std::wstring m_strUsed;
     int m_iLockedSteps = 0;  // while the lock of the functions was held
     int m_iFreeSteps = 0;
@@ -114,8 +128,31 @@ TEST_F(SetupExports, install_without_a_text_does_nothing) {
         EXPECT_EQ(WyInstall(row.productId, row.vendorId, row.packageDir, row.installDir, &used),
                   0xe0ff0007U);
         EXPECT_EQ(used, nullptr);
+        EXPECT_EQ(ExportsLog().back(), L"256 !WySdk: [ERROR] Invalid param...");
     }
     EXPECT_THAT(Steps(), IsEmpty());
+}
+
+HLOCAL WINAPI NoBlock(UINT, SIZE_T) {
+    return nullptr;
+}
+
+TEST_F(SetupExports, install_without_memory_for_the_name_of_its_folder_is_a_success) {
+    PutPackage();
+    const test_support::IatPatch patch(GetModuleHandleW(nullptr), "kernel32.dll", "LocalAlloc",
+                                       NoBlock);
+    EXPECT_EQ(Install(), kSuccess);
+    EXPECT_EQ(m_strUsed, L"(none)");
+    EXPECT_THAT(ExportsLog(), ElementsAre(L"256 !WySdk: [ERROR] No memory for the name of the "
+                                          L"install folder..."));
+}
+
+TEST_F(SetupExports, install_logs_by_the_settings_of_the_package) {
+    const std::filesystem::path folder = MoveTemporaryFiles();
+    PutPackage();
+    PutFile(m_Package / Tree() / L"product" / L"krdbg.ini", "[OfThePackage]\r\n");
+    EXPECT_EQ(Install(), kSuccess);
+    EXPECT_EQ(Content(folder / L"krdbg.ini").find("[OfThePackage]"), 0U);
 }
 
 TEST_F(SetupExports, install_without_a_folder_names_an_empty_one) {
@@ -196,6 +233,13 @@ TEST_F(SetupExports, post_install_takes_all_from_the_registry_and_no_lock) {
                 Contains(L"1 [INFO] PackageDir: , InstallDir: @\\install"));
 }
 
+// The folder of the running program does not stand in for it.
+TEST_F(SetupExports, post_install_without_a_registered_folder_works_in_none) {
+    EXPECT_EQ(WyPostInstall(), kSuccess);
+    EXPECT_THAT(ShortLog("WyInstaller"), ElementsAre(L"1 [INFO] PackageDir: , InstallDir: "));
+    EXPECT_THAT(Steps(), Contains(L"Run \"\\WySessionAgent_P.exe\" 3"));
+}
+
 TEST_F(SetupExports, post_install_that_fails_deletes_an_installed_product) {
     PutInstalled();
     m_Machine.mailResults = {0xe00106ba};
@@ -230,6 +274,14 @@ TEST_F(SetupExports, uninstall_removes_the_product_under_the_lock) {
     EXPECT_GT(m_iLockedSteps, 0);
     EXPECT_EQ(m_iFreeSteps, 0);
     EXPECT_TRUE(IsLockFree());
+}
+
+TEST_F(SetupExports, uninstall_logs_by_the_settings_of_the_product) {
+    const std::filesystem::path folder = MoveTemporaryFiles();
+    PutInstalled();
+    PutFile(m_Install / L"krdbg.ini", "[OfTheProduct]\r\n");
+    EXPECT_EQ(Uninstall(), kSuccess);
+    EXPECT_EQ(Content(folder / L"krdbg.ini").find("[OfTheProduct]"), 0U);
 }
 
 TEST_F(SetupExports, uninstall_ends_behind_a_first_part_that_fails) {
