@@ -34,7 +34,9 @@ void CRPCClient::Create(const CComponentID& component, const CIPCParameter& para
     }
     const std::wstring endpoint = RpcProtocol::FormEndpoint(component, protocol);
     WY_LOG_INFO << L"GetEndpoint(), endpoint:" << endpoint;
+    const bool pipe = RpcProtocol::Equal(protocol, RpcProtocol::kNamedPipe);
 
+    // From here on nothing raises: the one who is left without a client cannot destroy it.
     RPC_WSTR text = nullptr;
     RpcStringBindingComposeW(nullptr, RpcText(protocol), RpcText(m_Parameter.GetAddress()),
                              RpcText(endpoint), nullptr, &text);
@@ -46,7 +48,6 @@ void CRPCClient::Create(const CComponentID& component, const CIPCParameter& para
     WY_LOG_INFO << L"register with SSP ";
     if (m_hBinding == nullptr)
         return;
-    const bool pipe = RpcProtocol::Equal(protocol, RpcProtocol::kNamedPipe);
     RpcBindingSetAuthInfoW(m_hBinding, nullptr,
                            pipe ? RPC_C_AUTHN_LEVEL_PKT_PRIVACY : RPC_C_AUTHN_LEVEL_NONE,
                            RPC_C_AUTHN_WINNT, nullptr, RPC_C_AUTHZ_NONE);
