@@ -75,8 +75,8 @@ void CWyInstaller::SetDirectory(const std::wstring& installDir, const std::wstri
 }
 
 bool CWyInstaller::IsInstalled() const {
-    const std::wstring guid = Reg::LoadValue(HKEY_LOCAL_MACHINE, Utility::GetProductRegistryKey(),
-                                             L"ProductGuid", std::wstring(), Reg::ProductView());
+    const std::wstring guid = Reg::LoadValueOrRaise(Utility::GetProductRegistryKey(),
+                                                    L"ProductGuid", {}, Reg::ProductView());
     if (guid.empty() || _wcsicmp(guid.c_str(), DeployCommon::WY_PRODUCT_GUID) != 0)
         return false;
     // The other identities are installed anew every time, also over themselves.

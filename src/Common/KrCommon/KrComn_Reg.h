@@ -28,6 +28,11 @@ std::wstring LoadValue(void* root, const std::wstring& path, const std::wstring&
 std::wstring LoadValue(void* root, const wchar_t* path, const wchar_t* name,
                        const wchar_t* byDefault, std::uint32_t view) noexcept;
 
+// The same for those to whom a value that could not be read for lack of memory must not look like a
+// missing one: raises std::bad_alloc.
+std::wstring LoadValueOrRaise(const std::wstring& path, const std::wstring& name,
+                              const std::wstring& byDefault, std::uint32_t view);
+
 // Stores a number or a text; a missing key is made as by Registry::OpenForWrite.
 bool StoreValue(void* root, const std::wstring& path, const std::wstring& name, std::uint32_t value,
                 std::uint32_t view, std::uint32_t* error) noexcept;

@@ -1,5 +1,7 @@
 #include "Common/KrCommon/KrComn_Reg.h"
 
+#include <new>
+
 #include "Common/KrCommon/KrComn_OsVersion.h"
 #include "Common/KrCommon/KrComn_Registry.h"
 #include "Common/KrCommon/KrComn_StorageOneShot.h"
@@ -130,6 +132,21 @@ std::wstring LoadValue(void*, const wchar_t* path, const wchar_t* name, const wc
     if (!Run(nullptr, [&] { value = Load(Text(path), Text(name), Text(byDefault), view); }))
         Run(nullptr, [&] { value = Text(byDefault); });
     return value;
+}
+
+std::wstring LoadValueOrRaise(const std::wstring& path, const std::wstring& name,
+                              const std::wstring& byDefault, std::uint32_t view) {
+    try {
+        return Load(path, name, byDefault, view);
+    } catch (RegException* raised) {
+        const KrCommon::Exception::Caught caught(raised);
+        // The code of a read that has no memory for its text.
+        if (raised->Code() == ERROR_INVALID_HANDLE)
+            throw std::bad_alloc();
+    } catch (Exception* raised) {
+        const KrCommon::Exception::Caught caught(raised);
+    }
+    return byDefault;
 }
 
 bool StoreValue(void* root, const std::wstring& path, const std::wstring& name, std::uint32_t value,

@@ -7,7 +7,8 @@
 
 namespace WyCommon::PathsPlatform {
 
-// A text value of the machine's registry in the product's view, or empty text.
+// A text value of the machine's registry in the product's view, or empty text. Raises
+// std::bad_alloc: without memory nobody is to take an installed product for one that is not there.
 std::wstring LoadMachineValue(const std::wstring& key, const wchar_t* name);
 
 // True on a 64-bit system, whatever this process is.

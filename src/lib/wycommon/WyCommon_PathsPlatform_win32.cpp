@@ -12,7 +12,7 @@ namespace WyCommon::PathsPlatform {
 
 std::wstring LoadMachineValue(const std::wstring& key, const wchar_t* name) {
     namespace Reg = KrCommon::Storage::Reg;
-    return Reg::LoadValue(HKEY_LOCAL_MACHINE, key, name, {}, Reg::ProductView());
+    return Reg::LoadValueOrRaise(key, name, {}, Reg::ProductView());
 }
 
 bool Is64BitSystem() {

@@ -76,6 +76,29 @@ void FailEach(Action action) {
     }
 }
 
+TEST(StorageMemory, value_that_must_not_look_missing_is_itself_or_raises) {
+    RegistryKey key(kPath, KEY_WOW64_64KEY);
+    ASSERT_TRUE(key.SetText(kName.c_str(), kText));
+    EXPECT_EQ(Reg::LoadValueOrRaise(kPath, L"missing", kDefault, kView64), kDefault);
+    EXPECT_EQ(Reg::LoadValueOrRaise(kPath + L"\\missing", kName, kDefault, kView64), kDefault);
+    int raised = 0;
+    FailEach([&](std::size_t passed, Mode mode) {
+        std::wstring text = kText;
+        bool happened = false;
+        try {
+            const FailAllocations fault(passed, mode);
+            text = Reg::LoadValueOrRaise(kPath, kName, kDefault, kView64);
+            happened = fault.Happened();
+        } catch (const std::bad_alloc&) {
+            happened = true;
+            ++raised;
+        }
+        EXPECT_EQ(text, kText);
+        return happened;
+    });
+    EXPECT_GT(raised, 0);
+}
+
 TEST(StorageMemory, one_shots_give_a_code_and_never_raise) {
     RegistryKey key(kPath, KEY_WOW64_64KEY);
     ASSERT_TRUE(key.SetText(kName.c_str(), kText));
