@@ -48,7 +48,7 @@ TEST_F(WyctlPackage, plan_and_lint_of_a_sound_package) {
     const Json::Value answer = OneJsonLine(plan.out);
     EXPECT_EQ(answer["bytes"].asUInt(), 5U);
     EXPECT_EQ(answer["codeHex"], Json::Value("0x20ff0000"));
-    EXPECT_EQ(answer["items"].size(), 4U) << "folder, file, two places of tools";
+    EXPECT_EQ(answer["items"].size(), 5U) << "folder, file, folder and two places of tools";
 
     const ProgramResult lint = Wyctl({L"package", L"lint", At(L"pkg")});
     EXPECT_EQ(lint.exitCode, 0U) << lint.out;
