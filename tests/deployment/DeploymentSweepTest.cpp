@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <random>
 
 #include "deployment/SweepBench_win32.h"
+#include "deployment/SweepSample.h"
 #include "deployment/SweepTally.h"
 #include "deployment/SweepVerdict_win32.h"
 #include "support/ProcessFigures.h"
@@ -16,6 +16,7 @@
 
 namespace {
 
+using deploy_test::IsFull;
 using deploy_test::Operation;
 using deploy_test::ReasonForSilence;
 using deploy_test::SweepBench;
@@ -26,10 +27,6 @@ using test_support::Difference;
 using test_support::Plan;
 using test_support::PlatformCall;
 using test_support::PlatformCode;
-
-bool IsFull() {
-    return std::getenv("WYSDK_TEST_FULL") != nullptr;
-}
 
 bool IsTableWanted() {
     return std::getenv("WYSDK_SWEEP_TABLE") != nullptr;
@@ -69,7 +66,10 @@ protected:
     bool Spoil(const Plan& plan);
     void ExpectNothingLost(const Plan& plan) const;
     void ExpectNothingOpen(const SweepRun& spoilt) const;
-    std::vector<std::size_t> Positions(std::size_t sample) const;
+    std::vector<std::size_t> Positions(std::size_t sample) const {
+        return deploy_test::Positions(m_Complete.calls.size(), sample,
+                                      static_cast<unsigned>(GetParam() + sample));
+    }
 
     const Operation m_Operation = deploy_test::kOperations[GetParam()];
     SweepRun m_Complete;
@@ -145,19 +145,6 @@ bool DeploymentSweep::Spoil(const Plan& plan) {
     if (after.blocks > before.blocks || after.handles > before.handles)
         ExpectNothingLost(plan);
     return true;
-}
-
-// All, or a sample that is the same each time.
-std::vector<std::size_t> DeploymentSweep::Positions(std::size_t sample) const {
-    std::vector<std::size_t> positions(m_Complete.calls.size());
-    for (std::size_t i = 0; i < positions.size(); ++i)
-        positions[i] = i;
-    if (IsFull())
-        return positions;
-    std::mt19937 random(static_cast<unsigned>(GetParam() + sample));
-    std::shuffle(positions.begin(), positions.end(), random);
-    positions.resize(sample);
-    return positions;
 }
 
 TEST_P(DeploymentSweep, each_failing_call_leaves_a_machine_that_may_be) {

@@ -27,17 +27,18 @@ public:
     SweepVerdict Judge(const SweepRun& spoilt) const;
     // Of the machine alone, however the operation ended.
     std::string WrongThings(const test_support::MachineThings& now) const;
+    // Of a machine that InstallStatus says was rolled back.
+    std::string WrongStatus(const SweepRun& spoilt) const;
+    bool IsResultAllowed(std::uint32_t result) const;
     // True when the program's own folder was taken for that of the product: the product's path
     // could not be read.
     bool HasTouchedHost(const SweepRun& spoilt) const;
 
 private:
-    bool IsResultAllowed(std::uint32_t result) const;
     bool MayBe(const std::wstring& thing, const std::wstring& value) const;
     bool MayBeFile(const std::wstring& thing, const std::wstring& value) const;
     bool MayBeValue(const std::wstring& thing, const std::wstring& value) const;
     bool IsTold(const SweepRun& spoilt) const;
-    std::string WrongStatus(const SweepRun& spoilt) const;
     std::wstring Status(const test_support::MachineThings& things) const;
 
     const SweepBench& m_Bench;
