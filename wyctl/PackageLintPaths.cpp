@@ -120,10 +120,15 @@ bool Leaves(std::string_view folder, std::string_view name) {
     return TargetKey(folder, name).starts_with("\\..");
 }
 
+bool IsPattern(const std::string& name) {
+    return name.find('*') != std::string::npos;
+}
+
+// A pattern is looked up in the source folder, also where files are deleted.
 void CheckRoots(const Context& context, const Item& item, const std::string& name) {
     const std::string& source = item.Text("SourceDir");
     const std::string& target = item.Text("TargetDir");
-    if (item.Writes() && Leaves(source, name)) {
+    if ((item.Writes() || IsPattern(name)) && Leaves(source, name)) {
         context.Error("leaves-root", item,
                       Quoted(source + "\\" + name) + " goes up and out of the package",
                       "name a folder of the package");
@@ -135,10 +140,6 @@ void CheckRoots(const Context& context, const Item& item, const std::string& nam
                           "nothing",
                       "name a folder of the product");
     }
-}
-
-bool IsPattern(const std::string& name) {
-    return name.find('*') != std::string::npos;
 }
 
 void CheckName(const Context& context, const Item& item) {
