@@ -63,6 +63,11 @@ TEST_F(HostilePackage, name_with_a_folder_takes_another_file) {
     EXPECT_TRUE(DeployFile({L"", L"write", L"", L"sub\\a", L"", L"", L""}));
     EXPECT_EQ(Content(L"i\\a"), "other");
     EXPECT_TRUE(IsMissing(L"i\\sub"));
+    // What the name is looked for as is not there, and what it is copied to is not replaced.
+    PutFile(L"p\\a", "newer");
+    EXPECT_FALSE(DeployFile({L"", L"write", L"yes", L"sub\\a", L"", L"", L""}));
+    EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::File::CopyFile failed...");
+    EXPECT_EQ(Content(L"i\\a"), "other");
 }
 
 }  // namespace

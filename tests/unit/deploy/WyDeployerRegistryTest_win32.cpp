@@ -119,6 +119,33 @@ TEST_F(DeployedRegistry, no_root_is_what_the_registry_refuses) {
     EXPECT_EQ(LastLine(), L"256 KrCommon::Storage::Reg::DeleteEntry() failed: 0xa0");
 }
 
+std::vector<REGSAM> s_Accesses;
+
+LSTATUS WINAPI NoteAccess(HKEY root, LPCWSTR name, DWORD reserved, LPWSTR type, DWORD options,
+                          REGSAM access, SECURITY_ATTRIBUTES* attributes, PHKEY key,
+                          LPDWORD disposition) {
+    using Function = LSTATUS WINAPI(HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM,
+                                    SECURITY_ATTRIBUTES*, PHKEY, LPDWORD);
+    auto* const real = reinterpret_cast<Function*>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"advapi32.dll"), "RegCreateKeyExW")));
+    s_Accesses.push_back(access & ~REGSAM{KEY_WOW64_64KEY});
+    return real(root, name, reserved, type, options, access, attributes, key, disposition);
+}
+
+TEST_F(DeployedRegistry, full_access_is_asked_for_keys_and_for_values_that_say_so) {
+    const IatPatch patch(Program(), "advapi32.dll", "RegCreateKeyExW", NoteAccess);
+    s_Accesses.clear();
+    EXPECT_TRUE(DeployKey({L"", L"create", L"HKLM", kKey, L""}));
+    for (const wchar_t* type : {L"string", L"dword"}) {
+        for (const wchar_t* allAccess : {L"yes", L"no"})
+            EXPECT_TRUE(
+                DeployValue({L"", L"write", allAccess, L"HKLM", kKey, L"n", L"1", type, L""}));
+    }
+    constexpr REGSAM kPlain = KEY_QUERY_VALUE | KEY_SET_VALUE | KEY_CREATE_SUB_KEY;
+    EXPECT_EQ(s_Accesses, (std::vector<REGSAM>{KEY_ALL_ACCESS, KEY_ALL_ACCESS, kPlain,
+                                               KEY_ALL_ACCESS, kPlain}));
+}
+
 // ---- a whole manifest
 
 TEST_F(DeployedRegistry, manifest_from_the_file_to_the_machine) {
