@@ -169,10 +169,7 @@ TEST_P(DeploymentKill, ended_process_leaves_a_machine_that_leads_on) {
     std::printf("\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, DeploymentKill,
-                         testing::Values(Operation::kInstall, Operation::kReinstall,
-                                         Operation::kRollback, Operation::kPostInstall,
-                                         Operation::kPostReinstall, Operation::kUninstall),
+INSTANTIATE_TEST_SUITE_P(Each, DeploymentKill, testing::ValuesIn(deploy_test::kCalls),
                          [](const auto& info) {
                              std::string name = NameOf(info.param);
                              std::erase_if(name, [](char c) { return c < 'a' || c > 'z'; });

@@ -191,10 +191,7 @@ TEST_P(DeploymentMemory, each_missing_block_leaves_a_machine_that_may_be) {
     std::printf("\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, DeploymentMemory,
-                         testing::Values(Operation::kInstall, Operation::kReinstall,
-                                         Operation::kRollback, Operation::kPostInstall,
-                                         Operation::kPostReinstall, Operation::kUninstall),
+INSTANTIATE_TEST_SUITE_P(Each, DeploymentMemory, testing::ValuesIn(deploy_test::kCalls),
                          [](const auto& info) {
                              std::string name = NameOf(info.param);
                              std::erase_if(name, [](char c) { return c < 'a' || c > 'z'; });

@@ -33,6 +33,10 @@ enum class Operation {
 constexpr Operation kOperations[] = {
     Operation::kInstall,       Operation::kReinstall, Operation::kRollback, Operation::kPostInstall,
     Operation::kPostReinstall, Operation::kUninstall, Operation::kDeploy};
+// Those that are functions of the library.
+constexpr Operation kCalls[] = {Operation::kInstall,       Operation::kReinstall,
+                                Operation::kRollback,      Operation::kPostInstall,
+                                Operation::kPostReinstall, Operation::kUninstall};
 const char* NameOf(Operation operation);
 
 // How one run went.
