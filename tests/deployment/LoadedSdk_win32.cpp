@@ -66,8 +66,8 @@ void WaitUntilUp(const PROCESS_INFORMATION& process) {
 // nobody could query the session agent, and so nobody would end it. Windows grants it with the
 // other.
 //
-// Of some thousand processes that Wine starts on a busy machine one ends before it has begun, which
-// is told as an internal error: it is started again.
+// On a busy machine a process that Wine starts ends now and then before it has begun, which is told
+// as an internal error: it is started again.
 BOOL WINAPI StartProcess(LPCWSTR application, LPWSTR line, LPSECURITY_ATTRIBUTES,
                          LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags,
                          LPVOID environment, LPCWSTR folder, LPSTARTUPINFOW startup,
