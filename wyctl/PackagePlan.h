@@ -27,9 +27,8 @@ struct PackagePlan {
     bool registry = true;      // the items of the registry are carried out
     std::uint32_t result = 0;  // 0x20ff0000, or what WyInstall would return for the reason below
     std::wstring reason;
-    bool losesProduct =
-        false;  // there is no backup yet where it is refused, and the rollback deletes
-    std::wstring systemCheck;  // what was asked of the system, and the answer
+    bool losesProduct = false;  // refused before there is a backup: the rollback deletes it
+    std::wstring systemCheck;   // what was asked of the system, and the answer
     std::vector<PlanItem> items;
     std::uint64_t bytes = 0;          // of all copies
     std::uint64_t free = 0;           // on the volume of the product
