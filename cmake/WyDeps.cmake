@@ -1,5 +1,6 @@
 # The libraries of others, under one name in native and Windows builds:
-#   JsonCpp::JsonCpp  expat::expat  GTest::gmock  GTest::gmock_main  benchmark::benchmark
+#   JsonCpp::JsonCpp  expat::expat  GTest::gmock  GTest::gmock_main
+#   benchmark::benchmark               native builds alone
 #   Wy::boost  Wy::cli11               headers only
 #   Wy::fmt                            its headers; wyctl/FmtFunctions.cpp has the rest
 # Windows builds take them from WYSDK_DEPS (see the toolchain files), native ones from the system.
@@ -7,7 +8,6 @@ find_package(Threads REQUIRED)
 find_package(jsoncpp CONFIG REQUIRED)
 find_package(expat CONFIG REQUIRED)
 find_package(GTest CONFIG REQUIRED)
-find_package(benchmark CONFIG REQUIRED)
 
 add_library(Wy::boost INTERFACE IMPORTED)
 add_library(Wy::cli11 INTERFACE IMPORTED)
@@ -20,6 +20,7 @@ if(WIN32)
   # expat is loaded by the library at run time, from the folder of the program.
   configure_file("${WYSDK_DEPS}/bin/libexpat.dll" "${CMAKE_BINARY_DIR}/bin/libexpat.dll" COPYONLY)
 else()
+  find_package(benchmark CONFIG REQUIRED)
   # It has the same name there; the system's library stands behind it.
   find_library(WY_EXPAT_LIBRARY NAMES libexpat.so REQUIRED)
   file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/bin")

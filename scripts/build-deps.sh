@@ -33,10 +33,6 @@ build_one expat "$sources/expat/expat" -DEXPAT_SHARED_LIBS=ON -DEXPAT_BUILD_TOOL
     -DEXPAT_BUILD_EXAMPLES=OFF -DEXPAT_BUILD_TESTS=OFF -DEXPAT_BUILD_DOCS=OFF \
     -DEXPAT_BUILD_PKGCONFIG=OFF
 build_one googletest /usr/src/googletest -DBUILD_GMOCK=ON -DCMAKE_CXX_STANDARD=17
-# GIT_VERSION: the package's tree has no history to take its version from.
-build_one benchmark "$sources/benchmark" -DBUILD_SHARED_LIBS=OFF -DGIT_VERSION=1.7.1 \
-    -DBENCHMARK_ENABLE_TESTING=OFF -DBENCHMARK_ENABLE_GTEST_TESTS=OFF \
-    -DBENCHMARK_ENABLE_WERROR=OFF -DBENCHMARK_INSTALL_DOCS=OFF
 
 # Of the machine's own header-only libraries only these become visible to the cross compilers.
 mkdir -p "$prefix/header-only"

@@ -15,8 +15,7 @@ mkdir -p "$dest/archives" "$state/parts" "$state/lists/partial" "$state/cache/ar
 # name, upstream version, SHA-256 of the upstream archive
 sources='
 libjsoncpp 1.9.5 f409856e5920c18d0c2fb85276e24ee607d2a09b5e7d5f0a371368903c275da2
-expat      2.5.0 ab00ee05c7067fd10a35c5d2a4922ebba746ddd50ff83b79c828da17bbdf1757
-benchmark  1.7.1 6430e4092653380d9dc4ccb45a1e2dc9259d581f4866dc0759713126056bc1d7'
+expat      2.5.0 ab00ee05c7067fd10a35c5d2a4922ebba746ddd50ff83b79c828da17bbdf1757'
 
 # The source lines are derived from the machine's own package sources, in whichever format those
 # are written. The security suite is left out: its pool does not serve every source file.

@@ -20,7 +20,7 @@ class Group(collections.namedtuple("Group", "name slow run about builds", defaul
 
 
 def gtest_group(preset, group, arch=None):
-    return lambda run: gtests.run_group(run, preset, group, arch)
+    return lambda run: gtests.run_group(run, preset, (group,), arch)
 
 
 ALL = [

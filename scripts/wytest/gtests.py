@@ -19,16 +19,20 @@ def wine_path(path):
     return "Z:" + str(path).replace("/", "\\")
 
 
-def run_group(run, preset, group, arch=None):
-    """Builds `preset` and runs its programs of `group`; `arch` (x64, x86) means under Wine."""
+def run_group(run, preset, groups, arch=None):
+    """Builds `preset` and runs its programs of `groups`; `arch` (x64, x86) means under Wine."""
     if not run.build(preset):
         return
     run.build_ahead()
-    programs = run.programs(preset, "gtest", group)
+    programs = [program for group in groups for program in run.programs(preset, "gtest", group)]
     if not programs:
         run.report.skipped(preset, "the build declares no test program of this group")
         return
-    with concurrent.futures.ThreadPoolExecutor(max_workers=JOBS) as pool:
+    # Those that may take longest begin first, so that none of them runs alone in the end.
+    programs.sort(key=lambda program: -program.timeout)
+    # Under Wine a good part of the time is waiting, for processes that start and end.
+    workers = JOBS + 1 if arch else JOBS
+    with concurrent.futures.ThreadPoolExecutor(max_workers=workers) as pool:
         jobs = [pool.submit(run_program, run, preset, program, arch) for program in programs]
         try:
             for job in jobs:

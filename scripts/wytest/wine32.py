@@ -22,5 +22,4 @@ def check(run):
     if prepared.returncode != 0:
         run.report.failed("wine32.sh prepare", prepared.stdout + prepared.stderr)
         return
-    for group in GROUPS:
-        gtests.run_group(run, "mingw-x86", group, "x86")
+    gtests.run_group(run, "mingw-x86", GROUPS, "x86")
