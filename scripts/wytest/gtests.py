@@ -30,9 +30,7 @@ def run_group(run, preset, groups, arch=None):
         return
     # Those that may take longest begin first, so that none of them runs alone in the end.
     programs.sort(key=lambda program: -program.timeout)
-    # Under Wine a good part of the time is waiting, for processes that start and end.
-    workers = JOBS + 1 if arch else JOBS
-    with concurrent.futures.ThreadPoolExecutor(max_workers=workers) as pool:
+    with concurrent.futures.ThreadPoolExecutor(max_workers=JOBS) as pool:
         jobs = [pool.submit(run_program, run, preset, program, arch) for program in programs]
         try:
             for job in jobs:
